@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#pragma once
+
+#include "networkreader.h"
+#include "networkwriter.h"
+
+#include <QElapsedTimer>
+#include <QTcpSocket>
+
+// One controller: its socket, the frames on it in both directions, and the watch over its liveness.
+//
+// Created, checked and deleted by NetworkServer, on the main thread; nothing deletes itself. Everyone else knows a
+// connection as a handle, valid from NetworkServer::connectionAdded until the idle pass that deletes it. Handlers of
+// receivedJson run inside the handling of the socket's input and may enter a nested event loop (a modal dialog of the
+// host); isHandling() tells that such a handler is on the stack.
+class NetworkConnection : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit NetworkConnection(QObject* parent);
+    ~NetworkConnection() override;
+
+    // Takes over an accepted native socket.
+    bool setSocketDescriptor(qintptr descriptor);
+
+    // Queues one message; never blocks. False when the socket refused it, which ends the connection.
+    bool write(const QJsonObject& json);
+
+    // Takes in and sends what is waiting, without blocking; handlers may run inside. False once the connection has
+    // failed, was silent for too long or is disconnected.
+    bool checkAlive();
+
+    bool isHandling() const { return m_handlersRunning > 0; }
+
+signals:
+    void receivedJson(QJsonObject json, NetworkConnection* connection);
+    void disconnectedFromClient(NetworkConnection* connection);
+
+public slots:
+    void readData();
+    void parsedData(QJsonObject json);
+    void terminate();
+    void disconnectCompleted();
+
+private:
+    void restartAliveTimer();
+
+    QTcpSocket m_socket;
+    NetworkReader m_reader;
+    NetworkWriter m_writer;
+    QElapsedTimer m_aliveTimer; // valid while the connection is alive; once invalid it stays so
+    int m_handlersRunning = 0;
+};

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#pragma once
+
+#include "networkconnection.h"
+
+#include <QList>
+#include <QTcpServer>
+#include <QTimer>
+
+// The TCP server on 127.0.0.1: accepts controllers, relays their messages, and is the only owner that ever deletes a
+// connection, in its idle pass (every 30 ms) or its destructor.
+//
+// Main thread only. Every signal is emitted inside the handling of socket input or of the idle pass, and its handlers
+// may write, stop the server, or enter a nested event loop in which further idle passes run.
+class NetworkServer : public QTcpServer
+{
+    Q_OBJECT
+
+public:
+    explicit NetworkServer(QObject* parent);
+    ~NetworkServer() override;
+
+    // Listens on the port and logs the outcome; there is no retry.
+    void start(quint16 port);
+
+    // Ends every connection and stops listening. Deletion follows in the next idle passes.
+    void stop();
+
+    // Sends to one connection, announced by connectionAdded and not yet deleted. Always true: a failure ends the
+    // connection and nothing else.
+    bool write(NetworkConnection* connection, const QJsonObject& json);
+
+    // Sends to all, in the order of their acceptance. False when there is nobody.
+    bool writeAll(const QJsonObject& json);
+
+signals:
+    void stopClients();
+    void receivedJson(QJsonObject json, NetworkConnection* connection);
+    void connectionAdded(NetworkConnection* connection);
+    void connectionRemoved(NetworkConnection* connection);
+
+public slots:
+    void connectionTerminated(NetworkConnection* connection);
+    void idle();
+
+protected:
+    void incomingConnection(qintptr socketDescriptor) override;
+
+private:
+    void sweepConnections();
+    void deleteDeadConnections();
+
+    QList<NetworkConnection*> m_connections;     // in the order of acceptance
+    QList<NetworkConnection*> m_deadConnections; // each also in m_connections
+    QTimer m_idleTimer;
+};
