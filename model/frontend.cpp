@@ -1,0 +1,247 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "frontend.h"
+
+#include <QListView>
+#include <QSpinBox>
+#include <QThread>
+
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+FrontEnd::FrontEnd()
+{
+    obs_frontend_add_event_callback(onFrontendEvent, this);
+    connect(&m_queue, &SignalQueue::delivered, this, &FrontEnd::dropRemovedWrapper);
+    updateCurrentScene();
+    updatePreviewScene();
+    updateCurrentTransition();
+    m_announcedTransitionDuration_ms = transitionDuration();
+    watchMainWindow();
+}
+
+FrontEnd::~FrontEnd()
+{
+    m_currentScene.reset();
+    m_previewScene.reset();
+    m_currentTransition.reset();
+    m_recordingOutput.reset();
+    m_streamingOutput.reset();
+}
+
+void FrontEnd::onFrontendEvent(enum obs_frontend_event event, void* data)
+{
+    // Other plug-ins can make the host raise an event on a thread of theirs.
+    auto* self = static_cast<FrontEnd*>(data);
+    if (self->thread() == QThread::currentThread()) {
+        self->handleFrontendEvent(event);
+    } else {
+        QMetaObject::invokeMethod(
+            self, [self, event] { self->handleFrontendEvent(event); }, Qt::QueuedConnection);
+    }
+}
+
+void FrontEnd::watchMainWindow()
+{
+    auto* window = static_cast<QWidget*>(obs_frontend_get_main_window());
+    if (!window) {
+        return;
+    }
+    if (auto* duration = window->findChild<QSpinBox*>(u"transitionDuration"_s)) {
+        connect(duration, &QSpinBox::valueChanged, this, &FrontEnd::announceTransitionDuration);
+    }
+    auto* scenes = window->findChild<QListView*>(u"scenes"_s);
+    if (scenes && scenes->model()) {
+        m_sceneOrderWatch = std::make_unique<SceneOrderWatch>(scenes->model());
+        connect(m_sceneOrderWatch.get(), &SceneOrderWatch::reordered, this, &FrontEnd::sceneListChanged);
+    }
+}
+
+void FrontEnd::handleFrontendEvent(enum obs_frontend_event event)
+{
+    // What sources have signalled before the event is told before it.
+    m_queue.deliver();
+
+    switch (event) {
+    case OBS_FRONTEND_EVENT_STREAMING_STARTED:
+        emit streamingStateChanged(true);
+        break;
+    case OBS_FRONTEND_EVENT_STREAMING_STOPPED:
+        emit streamingStateChanged(false);
+        break;
+    case OBS_FRONTEND_EVENT_RECORDING_STARTED:
+        emit recordingStateChanged(true);
+        break;
+    case OBS_FRONTEND_EVENT_RECORDING_STOPPED:
+        emit recordingStateChanged(false);
+        break;
+    case OBS_FRONTEND_EVENT_SCENE_CHANGED:
+        m_collectionSwitch.isSceneAnnounced = true;
+        updateCurrentScene();
+        emit sceneChanged();
+        break;
+    case OBS_FRONTEND_EVENT_SCENE_LIST_CHANGED:
+        if (m_sceneOrderWatch) {
+            m_sceneOrderWatch->forget();
+        }
+        emit sceneListChanged();
+        break;
+    case OBS_FRONTEND_EVENT_TRANSITION_CHANGED:
+        m_collectionSwitch.areTransitionsAnnounced = true;
+        updateCurrentTransition();
+        emit transitionChanged();
+        break;
+    case OBS_FRONTEND_EVENT_TRANSITION_STOPPED:
+        emit transitionStopped();
+        break;
+    case OBS_FRONTEND_EVENT_TRANSITION_LIST_CHANGED:
+        m_collectionSwitch.areTransitionsAnnounced = true;
+        emit transitionListChanged();
+        break;
+    case OBS_FRONTEND_EVENT_TRANSITION_DURATION_CHANGED:
+        announceTransitionDuration();
+        break;
+    case OBS_FRONTEND_EVENT_SCENE_COLLECTION_CLEANUP:
+        sceneCollectionCleanup();
+        break;
+    case OBS_FRONTEND_EVENT_SCENE_COLLECTION_CHANGED:
+        sceneCollectionChanged();
+        break;
+    case OBS_FRONTEND_EVENT_STUDIO_MODE_ENABLED:
+        updatePreviewScene();
+        emit studioModeChanged(true);
+        break;
+    case OBS_FRONTEND_EVENT_STUDIO_MODE_DISABLED:
+        emit studioModeChanged(false);
+        break;
+    case OBS_FRONTEND_EVENT_PREVIEW_SCENE_CHANGED:
+        if (isStudioMode()) {
+            m_collectionSwitch.isPreviewAnnounced = true;
+            updatePreviewScene();
+            emit previewSceneChanged();
+        }
+        break;
+    case OBS_FRONTEND_EVENT_EXIT:
+        exit();
+        break;
+    default:
+        break;
+    }
+}
+
+void FrontEnd::sceneCollectionCleanup()
+{
+    // The host counts the sources that are left after this event, and gives up over the first that a module holds.
+    m_collectionSwitch = {.isUnderWay = true};
+    m_currentScene.reset();
+    m_previewScene.reset();
+    m_currentTransition.reset();
+}
+
+void FrontEnd::sceneCollectionChanged()
+{
+    const CollectionSwitch ended = std::exchange(m_collectionSwitch, {});
+    if (!ended.isUnderWay) {
+        return;
+    }
+    if (m_sceneOrderWatch) {
+        m_sceneOrderWatch->forget();
+    }
+    // Wrappers that came with an announcement of the host have listeners and stay.
+    if (!ended.isSceneAnnounced) {
+        updateCurrentScene();
+    }
+    if (!ended.isPreviewAnnounced) {
+        updatePreviewScene();
+    }
+    updateCurrentTransition();
+    if (!ended.isSceneAnnounced) {
+        emit sceneChanged();
+    }
+    if (!ended.areTransitionsAnnounced) {
+        emit transitionListChanged();
+    }
+    announceTransitionDuration();
+}
+
+void FrontEnd::exit()
+{
+    obs_frontend_remove_event_callback(onFrontendEvent, this);
+    // The host ends its outputs before it unloads this module.
+    for (const auto& output : {&m_recordingOutput, &m_streamingOutput}) {
+        if (*output) {
+            (*output)->setOutput(nullptr);
+        }
+    }
+}
+
+void FrontEnd::updateCurrentScene()
+{
+    update(m_currentScene, obs_frontend_get_current_scene);
+}
+
+void FrontEnd::updatePreviewScene()
+{
+    update(m_previewScene, obs_frontend_get_current_preview_scene);
+}
+
+void FrontEnd::updateCurrentTransition()
+{
+    update(m_currentTransition, obs_frontend_get_current_transition);
+}
+
+template<typename Wrapper>
+void FrontEnd::update(std::unique_ptr<Wrapper>& wrapper, obs_source_t* (*hostSource)())
+{
+    wrapper.reset();
+    const OBSSourceAutoRelease source = hostSource();
+    if (source) {
+        wrapper = std::make_unique<Wrapper>(source, &m_queue);
+        connect(wrapper.get(), &Source::removed, this, [this](const Source* removed) { m_removedWrapper = removed; });
+    }
+}
+
+void FrontEnd::dropRemovedWrapper()
+{
+    // Everybody has been told: let the source go, so that a camera used only there is closed.
+    const Source* removed = std::exchange(m_removedWrapper, nullptr);
+    if (!removed) {
+        return;
+    }
+    if (m_currentScene.get() == removed) {
+        m_currentScene.reset();
+    } else if (m_previewScene.get() == removed) {
+        m_previewScene.reset();
+    } else if (m_currentTransition.get() == removed) {
+        m_currentTransition.reset();
+    }
+}
+
+Output* FrontEnd::recordingOutput()
+{
+    return update(m_recordingOutput, obs_frontend_get_recording_output);
+}
+
+Output* FrontEnd::streamingOutput()
+{
+    return update(m_streamingOutput, obs_frontend_get_streaming_output);
+}
+
+Output* FrontEnd::update(std::unique_ptr<Output>& wrapper, obs_output_t* (*hostOutput)())
+{
+    const OBSOutputAutoRelease output = hostOutput();
+    if (!wrapper) {
+        wrapper = std::make_unique<Output>(output);
+    }
+    wrapper->setOutput(output);
+    return wrapper.get();
+}
+
+void FrontEnd::announceTransitionDuration()
+{
+    // Some hosts change the spin box silently, some raise the event besides: told once either way.
+    const int duration_ms = transitionDuration();
+    if (std::exchange(m_announcedTransitionDuration_ms, duration_ms) != duration_ms) {
+        emit transitionDurationChanged();
+    }
+}

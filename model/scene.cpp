@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "scene.h"
+
+#include "calldata.h"
+#include "signalqueue.h"
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+// In the order of subscription.
+const Source::HostSignal Scene::sceneSignals[] = {
+    {"item_add", recordItem<&Scene::itemAdded>},
+    {"item_remove", recordItem<&Scene::itemRemoved>},
+    {"reorder", record<&Scene::itemsReordered>},
+    {"refresh", record<&Scene::itemsRefreshed>},
+    {"item_visible", recordItemState<&Scene::itemVisible, visibleArgument>},
+    {"item_locked", recordItemState<&Scene::itemLocked, lockedArgument>},
+};
+
+Scene::Scene(obs_source_t* source, SignalQueue* queue)
+    : Source(source, queue)
+    , m_scene(obs_scene_from_source(this->source()))
+{
+    // Before the list is built, so that no change falls between the two.
+    if (obs_source_get_type(this->source()) == OBS_SOURCE_TYPE_SCENE) {
+        for (const HostSignal& signal : sceneSignals) {
+            subscribe(signal);
+        }
+    }
+    refreshSceneSources();
+}
+
+Scene::~Scene()
+{
+    unsubscribe();
+    qDeleteAll(m_sceneSources);
+}
+
+SceneSource* Scene::findSceneSource(obs_sceneitem_t* item) const
+{
+    const auto found = std::find_if(m_sceneSources.cbegin(), m_sceneSources.cend(),
+                                    [item](const SceneSource* source) { return source->item() == item; });
+    return found == m_sceneSources.cend() ? nullptr : *found;
+}
+
+QString Scene::typeName() const
+{
+    return u"Scene"_s;
+}
+
+bool Scene::isConcerned(const calldata_t* arguments) const
+{
+    const auto* scene = calldataPointer<obs_scene_t>(arguments, "scene");
+    return scene && scene == m_scene;
+}
+
+template<void (Scene::*handle)()>
+void Scene::record(void* data, calldata_t* arguments)
+{
+    auto* wrapper = static_cast<Scene*>(data);
+    if (wrapper->isConcerned(arguments)) {
+        wrapper->queue()->post(wrapper, [wrapper] { (wrapper->*handle)(); });
+    }
+}
+
+template<void (Scene::*handle)(obs_sceneitem_t*)>
+void Scene::recordItem(void* data, calldata_t* arguments)
+{
+    auto* wrapper = static_cast<Scene*>(data);
+    auto* item = calldataPointer<obs_sceneitem_t>(arguments, "item");
+    if (wrapper->isConcerned(arguments) && item) {
+        wrapper->queue()->post(wrapper, [wrapper, item = OBSSceneItem(item)] { (wrapper->*handle)(item); });
+    }
+}
+
+template<void (Scene::*handle)(obs_sceneitem_t*, bool), const char* argument>
+void Scene::recordItemState(void* data, calldata_t* arguments)
+{
+    auto* wrapper = static_cast<Scene*>(data);
+    auto* item = calldataPointer<obs_sceneitem_t>(arguments, "item");
+    const std::optional<bool> state = calldataBool(arguments, argument);
+    if (wrapper->isConcerned(arguments) && item && state) {
+        wrapper->queue()->post(
+            wrapper, [wrapper, item = OBSSceneItem(item), state = *state] { (wrapper->*handle)(item, state); });
+    }
+}
+
+void Scene::itemAdded(obs_sceneitem_t* item)
+{
+    refreshSceneSources();
+    if (const SceneSource* source = findSceneSource(item)) {
+        emit sceneSourceAdded(this, source);
+    }
+}
+
+void Scene::itemRemoved(obs_sceneitem_t* item)
+{
+    if (const SceneSource* source = findSceneSource(item)) {
+        emit sceneSourceRemoved(this, source);
+        refreshSceneSources();
+    }
+}
+
+void Scene::itemsReordered()
+{
+    refreshSceneSources();
+    emit sceneSourcesReordered(this);
+}
+
+void Scene::itemsRefreshed()
+{
+    emit sceneSourcesRefreshed(this);
+}
+
+void Scene::itemVisible(obs_sceneitem_t* item, bool visible)
+{
+    if (const SceneSource* source = findSceneSource(item)) {
+        emit sceneSourceVisibilityChanged(this, source, visible);
+    }
+}
+
+void Scene::itemLocked(obs_sceneitem_t* item, bool locked)
+{
+    if (const SceneSource* source = findSceneSource(item)) {
+        emit sceneSourceLockChanged(this, source, locked);
+    }
+}
+
+void Scene::refreshSceneSources()
+{
+    qDeleteAll(m_sceneSources);
+    m_sceneSources.clear();
+
+    // The host holds the scene's lock while it enumerates: only references are taken there.
+    std::vector<OBSSceneItem> items;
+    obs_scene_enum_items(
+        m_scene,
+        [](obs_scene_t* scene, obs_sceneitem_t* item, void* list) {
+            if (!scene || !list) {
+                return false;
+            }
+            static_cast<std::vector<OBSSceneItem>*>(list)->emplace_back(item);
+            return true;
+        },
+        &items);
+
+    // The host goes from the bottom-most item upwards, the list from the top-most down.
+    m_sceneSources.reserve(static_cast<qsizetype>(items.size()));
+    std::for_each(items.crbegin(), items.crend(),
+                  [this](const OBSSceneItem& item) { m_sceneSources.append(new SceneSource(item, queue())); });
+}

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#pragma once
+
+#include "source.h"
+
+// One item of a scene: a Source around what the item shows, with a reference to the item.
+class SceneSource : public Source
+{
+public:
+    explicit SceneSource(obs_sceneitem_t* item, SignalQueue* queue = nullptr);
+
+    obs_sceneitem_t* item() const { return m_item; }
+
+    bool isVisible() const;
+    bool isLocked() const;
+
+    // The change comes back as a signal of the item's Scene.
+    void setVisible(bool visible);
+    void setLocked(bool locked);
+
+    // {"name", "isVisible", "isLocked"}
+    QJsonObject toJson() const override;
+
+    QString typeName() const override;
+
+private:
+    OBSSceneItem m_item;
+};

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "source.h"
+
+#include "calldata.h"
+#include "signalqueue.h"
+
+using namespace Qt::StringLiterals;
+
+// In the order of subscription.
+const Source::HostSignal Source::sourceSignals[] = {
+    {"destroy", record<[](Source* source) { emit source->destroyed(source); }>},
+    {"remove", record<[](Source* source) { emit source->removed(source); }>},
+    {"activate", record<[](Source* source) { emit source->activated(source, true); }>},
+    {"deactivate", record<[](Source* source) { emit source->activated(source, false); }>},
+    {"show", record<[](Source* source) { emit source->shown(source, true); }>},
+    {"hide", record<[](Source* source) { emit source->shown(source, false); }>},
+    {"enable", recordEnabled},
+    {"rename", record<[](Source* source) { emit source->renamed(source); }>},
+};
+
+Source::Source(obs_source_t* source, SignalQueue* queue)
+    : m_source(source)
+    , m_queue(queue)
+{}
+
+Source::~Source()
+{
+    unsubscribe();
+}
+
+QString Source::name() const
+{
+    if (!m_source) {
+        return u"NULL"_s;
+    }
+    const char* name = obs_source_get_name(m_source);
+    return name ? QString::fromUtf8(name) : u"Error"_s;
+}
+
+QJsonObject Source::toJson() const
+{
+    return {{"name"_L1, name()}};
+}
+
+void Source::connectNotify(const QMetaMethod& /*signal*/)
+{
+    if (m_isSubscribed) {
+        return;
+    }
+    m_isSubscribed = true;
+    for (const HostSignal& signal : sourceSignals) {
+        subscribe(signal);
+    }
+}
+
+void Source::subscribe(const HostSignal& signal)
+{
+    signal_handler_t* handler = m_queue ? obs_source_get_signal_handler(m_source) : nullptr;
+    if (handler) {
+        m_subscriptions.emplace_back(handler, signal.name, signal.callback, this);
+    }
+}
+
+void Source::unsubscribe()
+{
+    m_subscriptions.clear();
+    if (m_queue) {
+        m_queue->forget(this);
+    }
+}
+
+bool Source::isConcerned(const calldata_t* arguments) const
+{
+    const auto* source = calldataPointer<obs_source_t>(arguments, "source");
+    return source && source == m_source;
+}
+
+template<auto emission>
+void Source::record(void* data, calldata_t* arguments)
+{
+    auto* wrapper = static_cast<Source*>(data);
+    if (wrapper->isConcerned(arguments)) {
+        wrapper->m_queue->post(wrapper, [wrapper] { emission(wrapper); });
+    }
+}
+
+void Source::recordEnabled(void* data, calldata_t* arguments)
+{
+    auto* wrapper = static_cast<Source*>(data);
+    const std::optional<bool> isEnabled = calldataBool(arguments, "enabled");
+    if (wrapper->isConcerned(arguments) && isEnabled) {
+        wrapper->m_queue->post(wrapper,
+                               [wrapper, isEnabled = *isEnabled] { emit wrapper->enabled(wrapper, isEnabled); });
+    }
+}

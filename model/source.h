@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#pragma once
+
+#include <QJsonObject>
+#include <QObject>
+
+#include <vector>
+
+#include <obs.hpp>
+
+class SignalQueue;
+
+// Holds a reference to one host source for as long as it lives, and turns the source's host signals into Qt signals.
+//
+// Created and deleted on the main thread, and all its signals are emitted there, by the queue it was given. It
+// subscribes to the host when somebody first connects to one of its signals; without a queue it is a snapshot that
+// hears nothing. A host source that is already being destroyed gives a wrapper around null: it hears nothing and
+// answers with fallbacks.
+class Source : public QObject
+{
+    Q_OBJECT
+
+public:
+    ~Source() override;
+
+    obs_source_t* source() const { return m_source; }
+
+    // The host's name; "NULL" without a source, "Error" when the host gives none.
+    QString name() const;
+
+    // {"name"}; subclasses add to it.
+    virtual QJsonObject toJson() const;
+
+    virtual QString typeName() const = 0;
+
+signals:
+    void destroyed(Source* source);
+    void removed(const Source* source);
+    void activated(const Source* source, bool isActive);
+    void shown(const Source* source, bool isVisible);
+    void enabled(const Source* source, bool isEnabled);
+    void renamed(const Source* source);
+
+protected:
+    struct HostSignal
+    {
+        const char* name;
+        signal_callback_t callback;
+    };
+
+    // The source is borrowed; the wrapper takes a reference of its own. The queue outlives the wrapper.
+    explicit Source(obs_source_t* source, SignalQueue* queue = nullptr);
+
+    void connectNotify(const QMetaMethod& signal) override;
+
+    // Ends every subscription, waiting for a callback that is just running on another thread, and drops what was
+    // recorded. Subclasses call it first thing in their destructors.
+    void unsubscribe();
+
+    // Subscribes to one signal of the host; the callback's data is this wrapper.
+    void subscribe(const HostSignal& signal);
+
+    SignalQueue* queue() const { return m_queue; }
+
+private:
+    static const HostSignal sourceSignals[];
+
+    // The host's callbacks: they record a signal that concerns this source. Any thread.
+    template<auto emission>
+    static void record(void* data, calldata_t* arguments);
+    static void recordEnabled(void* data, calldata_t* arguments);
+
+    bool isConcerned(const calldata_t* arguments) const;
+
+    OBSSource m_source;
+    SignalQueue* m_queue;
+    std::vector<OBSSignal> m_subscriptions;
+    bool m_isSubscribed = false;
+};

@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#pragma once
+
+#include "source.h"
+
+// A host transition.
+class Transition : public Source
+{
+public:
+    explicit Transition(obs_source_t* source, SignalQueue* queue = nullptr);
+
+    QString typeName() const override;
+};
