@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "protocoladapter.h"
+
+#include "network/networkserver.h"
+#include "propertynames.h"
+
+#include <QMetaMethod>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// The slots that controllers can reach: every getter and setter, and nothing else of the class. Looked up before Qt is
+// asked to invoke anything, since Qt warns of an unknown name in the host's log, and controllers choose the names.
+const QMetaMethod* findProperty(const QString& methodName)
+{
+    static const QHash<QString, QMetaMethod> methods = [] {
+        QHash<QString, QMetaMethod> found;
+        const QMetaObject& meta = ProtocolAdapter::staticMetaObject;
+        for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+            const QMetaMethod method = meta.method(i);
+            const bool isGetter = method.returnMetaType() == QMetaType::fromType<QJsonValue>()
+                && method.parameterCount() == 0 && method.name().startsWith("get");
+            const bool isSetter = method.returnMetaType() == QMetaType::fromType<void>() && method.parameterCount() == 1
+                && method.parameterMetaType(0) == QMetaType::fromType<QVariant>() && method.name().startsWith("set");
+            if (isGetter || isSetter) {
+                found.insert(QString::fromLatin1(method.name()), method);
+            }
+        }
+        return found;
+    }();
+    const auto method = methods.constFind(methodName);
+    return method == methods.cend() ? nullptr : &*method;
+}
+
+QJsonObject message(const QJsonArray& values)
+{
+    return {{"values"_L1, values}};
+}
+
+} // namespace
+
+ProtocolAdapter::ProtocolAdapter(NetworkServer* server)
+    : m_server(server)
+    , m_cpuUsageInfo(os_cpu_usage_info_start())
+{
+    connect(m_server, &NetworkServer::receivedJson, this, &ProtocolAdapter::receivedJson);
+    connect(m_server, &NetworkServer::connectionAdded, this, &ProtocolAdapter::connectionAdded);
+    connect(m_server, &NetworkServer::connectionRemoved, this, &ProtocolAdapter::connectionRemoved);
+
+    connect(&m_frontEnd, &FrontEnd::streamingStateChanged, this, &ProtocolAdapter::streamingStateChanged);
+    connect(&m_frontEnd, &FrontEnd::recordingStateChanged, this, &ProtocolAdapter::recordingStateChanged);
+    connect(&m_frontEnd, &FrontEnd::studioModeChanged, this, &ProtocolAdapter::studioModeChanged);
+    connect(&m_frontEnd, &FrontEnd::transitionChanged, this, &ProtocolAdapter::transitionChanged);
+    connect(&m_frontEnd, &FrontEnd::transitionListChanged, this, &ProtocolAdapter::transitionListChanged);
+    connect(&m_frontEnd, &FrontEnd::transitionStopped, this, &ProtocolAdapter::transitionStopped);
+    connect(&m_frontEnd, &FrontEnd::transitionDurationChanged, this, &ProtocolAdapter::transitionDurationChanged);
+    connect(&m_frontEnd, &FrontEnd::sceneChanged, this, &ProtocolAdapter::sceneChanged);
+    connect(&m_frontEnd, &FrontEnd::previewSceneChanged, this, &ProtocolAdapter::previewSceneChanged);
+    connect(&m_frontEnd, &FrontEnd::sceneListChanged, this, &ProtocolAdapter::sceneListChanged);
+
+    sceneChanged();
+}
+
+ProtocolAdapter::~ProtocolAdapter()
+{
+    for (Scene* scene : {m_frontEnd.currentScene(), m_frontEnd.previewScene()}) {
+        if (scene) {
+            disconnectScene(scene);
+        }
+    }
+    m_server->disconnect(this);
+    m_frontEnd.disconnect(this);
+    os_cpu_usage_info_destroy(m_cpuUsageInfo);
+}
+
+QString ProtocolAdapter::methodName(const QString& name, MethodType type)
+{
+    return (type == Set ? "set"_L1 : "get"_L1) + name.left(1).toUpper() + name.mid(1);
+}
+
+QJsonValue ProtocolAdapter::valueEntry(const QString& name)
+{
+    QJsonValue value(QJsonValue::Null);
+    const QMetaMethod* getter = findProperty(methodName(name, Get));
+    if (!getter || !getter->invoke(this, Qt::DirectConnection, Q_RETURN_ARG(QJsonValue, value))) {
+        return QJsonObject();
+    }
+    return QJsonObject {{"name"_L1, name}, {"type"_L1, "set"_L1}, {"value"_L1, value}};
+}
+
+void ProtocolAdapter::writeValue(const QString& name, const QJsonValue& value)
+{
+    if (const QMetaMethod* setter = findProperty(methodName(name, Set))) {
+        setter->invoke(this, Qt::DirectConnection, Q_ARG(QVariant, QVariant(value)));
+    }
+}
+
+void ProtocolAdapter::sendValueEntry(const QJsonValue& entry, NetworkConnection* connection)
+{
+    const QJsonObject json = message({entry});
+    if (connection) {
+        m_server->write(connection, json);
+    } else {
+        m_server->writeAll(json);
+    }
+}
+
+void ProtocolAdapter::appendAllValues(QJsonArray& values)
+{
+    for (const QLatin1StringView name : statePropertyNames) {
+        values.append(valueEntry(name));
+    }
+}
+
+void ProtocolAdapter::receivedJson(QJsonObject json, NetworkConnection* connection)
+{
+    QJsonArray answer;
+    const QJsonArray entries = json.value("values"_L1).toArray();
+    for (const QJsonValue& element : entries) {
+        const QJsonObject entry = element.toObject();
+        const QString name = entry.value("name"_L1).toString();
+        if (entry.value("type"_L1).toString().compare("set"_L1, Qt::CaseInsensitive) == 0) {
+            writeValue(name, entry.value("value"_L1));
+        } else {
+            answer.append(valueEntry(name));
+        }
+    }
+    if (answer.isEmpty()) {
+        return;
+    }
+    if (connection) {
+        m_server->write(connection, message(answer));
+    } else {
+        m_server->writeAll(message(answer));
+    }
+}
+
+void ProtocolAdapter::connectionAdded(NetworkConnection* connection)
+{
+    if (!connection) {
+        return;
+    }
+    QJsonArray values;
+    appendAllValues(values);
+    m_server->write(connection, message(values));
+}
+
+void ProtocolAdapter::connectionRemoved(NetworkConnection* /*connection*/) {}

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#pragma once
+
+#include "itemmask.h"
+#include "model/frontend.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QJsonValue>
+#include <QObject>
+#include <QVariant>
+
+#include <util/platform.h>
+
+class NetworkConnection;
+class NetworkServer;
+
+// The protocol: named properties of the host, read and written by controllers and pushed to all of them on a change.
+//
+// A message is {"values": [entry...]}. A request entry {"type", "name", "value"} of type "set" writes, any other reads;
+// the plug-in's entries always say "set", so that a controller can send one back. A property is a pair of slots, found
+// by name: "get" or "set" and the property's name with its first letter in upper case. The order of the slots is part
+// of the interface.
+//
+// Main thread only. A request is handled completely, answer included, within the server's signal. A setter can make the
+// host raise events at once; what they push then leaves before the answer.
+class ProtocolAdapter : public QObject
+{
+    Q_OBJECT
+
+public:
+    enum MethodType {
+        Set = 0,
+        Get = 1,
+    };
+
+    // The server is borrowed and outlives the adapter.
+    explicit ProtocolAdapter(NetworkServer* server);
+    ~ProtocolAdapter() override;
+
+    // The slot that serves a property: "sceneList" is read by "getSceneList".
+    static QString methodName(const QString& name, MethodType type);
+
+    // One property, read now: {"name", "type": "set", "value"}, the name as given. The empty object when there is no
+    // such property.
+    QJsonValue valueEntry(const QString& name);
+
+    // Sends a message of one entry to a connection, or to all.
+    void sendValueEntry(const QJsonValue& entry, NetworkConnection* connection = nullptr);
+
+    // The full state, as every new controller receives it.
+    void appendAllValues(QJsonArray& values);
+
+public slots:
+    QJsonValue getCpuUsage() const;
+    QJsonValue getMemoryUsage() const;
+    QJsonValue getFreeDisk() const;
+    QJsonValue getRecordingTime() const;
+    QJsonValue getStreamingTime() const;
+    QJsonValue getStudioMode() const;
+    QJsonValue getTriggerTransition() const;
+    QJsonValue getStreaming() const;
+    QJsonValue getRecording() const;
+    QJsonValue getSceneList() const;
+    QJsonValue getSourceVisibles() const;
+    QJsonValue getSourceLocks() const;
+    QJsonValue getCurrentScene() const;
+    QJsonValue getPreviewScene() const;
+    QJsonValue getTransitionsList() const;
+    QJsonValue getCurrentTransition() const;
+    QJsonValue getTransitionDuration() const;
+    QJsonValue getTotalFrames() const;
+    QJsonValue getFps() const;
+    QJsonValue getDroppedFrames() const;
+    QJsonValue getCongestion() const;
+
+    void setStudioMode(QVariant value);
+    void setStreaming(QVariant value);
+    void setRecording(QVariant value);
+    void setSceneList(QVariant value);
+    void setCurrentScene(QVariant value);
+    void setPreviewScene(QVariant value);
+    void setSourceLocks(QVariant value);
+    void setSourceVisibles(QVariant value);
+    void setTransitionsList(QVariant value);
+    void setTriggerTransition(QVariant value);
+    void setCurrentTransition(QVariant value);
+    void setTransitionDuration(QVariant value);
+
+    void receivedJson(QJsonObject json, NetworkConnection* connection);
+    void connectionAdded(NetworkConnection* connection);
+    void connectionRemoved(NetworkConnection* connection);
+
+    void streamingStateChanged(bool isStreaming);
+    void recordingStateChanged(bool isRecording);
+    void studioModeChanged(bool isStudioMode);
+    void transitionChanged();
+    void transitionDurationChanged();
+    void transitionListChanged();
+    void transitionStopped();
+    void sceneChanged();
+    void previewSceneChanged();
+    void sceneListChanged();
+
+    void sceneDestroyed(Source* source);
+    void sceneRemoved(const Source* source);
+    void sceneActivated(const Source* source, bool isActive);
+    void sceneShown(const Source* source, bool isVisible);
+    void sceneEnabled(const Source* source, bool isEnabled);
+    void sceneRenamed(const Source* source);
+    void sceneSourceAdded(const Scene* scene, const SceneSource* source);
+    void sceneSourceRemoved(const Scene* scene, const SceneSource* source);
+    void sceneSourcesReordered(const Scene* scene);
+    void sceneSourcesRefreshed(const Scene* scene);
+    void sceneSourceVisibilityChanged(const Scene* scene, const SceneSource* source, bool visible);
+    void sceneSourceLockChanged(const Scene* scene, const SceneSource* source, bool locked);
+
+private:
+    void writeValue(const QString& name, const QJsonValue& value);
+    void push(std::initializer_list<QLatin1StringView> names);
+
+    QJsonValue sceneSourceList(const Scene* scene) const;
+    QJsonValue itemMask(bool (SceneSource::*isSet)() const) const;
+    void applyItemMask(const QVariant& value, bool (SceneSource::*isSet)() const, void (SceneSource::*set)(bool));
+
+    void connectScene(Scene* scene);
+    void disconnectScene(Source* scene);
+
+    NetworkServer* m_server;
+    os_cpu_usage_info_t* m_cpuUsageInfo; // owned; measures from one query to the next
+    // The getters are const and the bridge points its output wrappers anew on each reading.
+    mutable FrontEnd m_frontEnd;
+};
