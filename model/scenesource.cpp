@@ -6,6 +6,7 @@ using namespace Qt::StringLiterals;
 SceneSource::SceneSource(obs_sceneitem_t* item, SignalQueue* queue)
     : Source(obs_sceneitem_get_source(item), queue)
     , m_item(item)
+    , m_scene(obs_sceneitem_get_scene(item))
 {}
 
 bool SceneSource::isVisible() const
@@ -20,16 +21,34 @@ bool SceneSource::isLocked() const
 
 void SceneSource::setVisible(bool visible)
 {
-    if (m_item) {
-        obs_sceneitem_set_visible(m_item, visible);
-    }
+    changeInScene([visible](obs_sceneitem_t* item) { obs_sceneitem_set_visible(item, visible); });
 }
 
 void SceneSource::setLocked(bool locked)
 {
-    if (m_item) {
-        obs_sceneitem_set_locked(m_item, locked);
-    }
+    changeInScene([locked](obs_sceneitem_t* item) { obs_sceneitem_set_locked(item, locked); });
+}
+
+// Changes the item with its scene locked: the host crashes over an item that another thread takes out of the scene at
+// that moment. Scene before signal is also the order in which every other atomic update takes the locks.
+template<typename Change>
+void SceneSource::changeInScene(Change change)
+{
+    struct Update
+    {
+        obs_sceneitem_t* item;
+        Change change;
+    } update {m_item, change};
+
+    obs_scene_atomic_update(
+        m_scene,
+        [](void* data, obs_scene_t* scene) {
+            const auto* work = static_cast<const Update*>(data);
+            if (obs_sceneitem_get_scene(work->item) == scene) {
+                work->change(work->item);
+            }
+        },
+        &update);
 }
 
 QJsonObject SceneSource::toJson() const

@@ -14,7 +14,7 @@ public:
     bool isVisible() const;
     bool isLocked() const;
 
-    // The change comes back as a signal of the item's Scene.
+    // The change comes back as a signal of the item's Scene. An item that has left its scene is not changed.
     void setVisible(bool visible);
     void setLocked(bool locked);
 
@@ -24,5 +24,9 @@ public:
     QString typeName() const override;
 
 private:
+    template<typename Change>
+    void changeInScene(Change change);
+
     OBSSceneItem m_item;
+    OBSScene m_scene; // null when the item had left it already
 };

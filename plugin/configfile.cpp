@@ -16,7 +16,7 @@ ConfigFile::ConfigFile()
         QDir().mkpath(folder);
     }
     m_file.setFileName(folder + "config.json"_L1);
-    m_file.open(QIODevice::ReadWrite | QIODevice::Text);
+    static_cast<void>(m_file.open(QIODevice::ReadWrite | QIODevice::Text)); // isOpen() tells
 }
 
 int ConfigFile::readPort()
