@@ -147,7 +147,8 @@ void FrontEnd::sceneCollectionChanged()
     if (m_sceneOrderWatch) {
         m_sceneOrderWatch->forget();
     }
-    // Wrappers that came with an announcement of the host have listeners and stay.
+    // Wrappers that came with an announcement of the host have listeners and stay. What it has not announced, and for a
+    // new collection it announces neither scene, is announced in its place.
     if (!ended.isSceneAnnounced) {
         updateCurrentScene();
     }
@@ -157,6 +158,9 @@ void FrontEnd::sceneCollectionChanged()
     updateCurrentTransition();
     if (!ended.isSceneAnnounced) {
         emit sceneChanged();
+    }
+    if (!ended.isPreviewAnnounced && isStudioMode()) {
+        emit previewSceneChanged();
     }
     if (!ended.areTransitionsAnnounced) {
         emit transitionListChanged();

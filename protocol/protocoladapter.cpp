@@ -117,7 +117,7 @@ void ProtocolAdapter::receivedJson(QJsonObject json, NetworkConnection* connecti
 {
     QJsonArray answer;
     const QJsonArray entries = json.value("values"_L1).toArray();
-    for (const QJsonValue& element : entries) {
+    for (const QJsonValue element : entries) {
         const QJsonObject entry = element.toObject();
         const QString name = entry.value("name"_L1).toString();
         if (entry.value("type"_L1).toString().compare("set"_L1, Qt::CaseInsensitive) == 0) {

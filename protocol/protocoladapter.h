@@ -124,7 +124,7 @@ private:
     void applyItemMask(const QVariant& value, bool (SceneSource::*isSet)() const, void (SceneSource::*set)(bool));
 
     void connectScene(Scene* scene);
-    void disconnectScene(Source* scene);
+    void disconnectScene(Source* source);
 
     NetworkServer* m_server;
     os_cpu_usage_info_t* m_cpuUsageInfo; // owned; measures from one query to the next
