@@ -2,6 +2,8 @@
 #include "frontend.h"
 #include "scopedlist.h"
 
+#include <QPointer>
+
 #include <algorithm>
 
 bool FrontEnd::isStreaming() const
@@ -26,22 +28,28 @@ int FrontEnd::transitionDuration() const
 
 void FrontEnd::setStreaming(bool on)
 {
+    const QPointer<FrontEnd> self(this);
     if (on) {
-        obs_frontend_streaming_start();
+        obs_frontend_streaming_start(); // can open a dialog, and everything can end while it is open
     } else {
         obs_frontend_streaming_stop();
     }
-    m_queue.deliver();
+    if (self) {
+        m_queue.deliver();
+    }
 }
 
 void FrontEnd::setRecording(bool on)
 {
+    const QPointer<FrontEnd> self(this);
     if (on) {
-        obs_frontend_recording_start();
+        obs_frontend_recording_start(); // can open a dialog, and everything can end while it is open
     } else {
         obs_frontend_recording_stop();
     }
-    m_queue.deliver();
+    if (self) {
+        m_queue.deliver();
+    }
 }
 
 void FrontEnd::setStudioMode(bool on)

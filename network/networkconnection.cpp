@@ -15,6 +15,7 @@ NetworkConnection::NetworkConnection(QObject* parent)
     connect(&m_socket, &QTcpSocket::readyRead, this, &NetworkConnection::readData);
     connect(&m_socket, &QTcpSocket::disconnected, this, &NetworkConnection::disconnectCompleted);
     connect(&m_reader, &NetworkReader::receivedJson, this, &NetworkConnection::parsedData);
+    m_socket.setReadBufferSize(NetworkLimits::readAhead_bytes);
     m_aliveTimer.start();
 }
 
@@ -31,9 +32,12 @@ bool NetworkConnection::setSocketDescriptor(qintptr descriptor)
     return m_socket.setSocketDescriptor(descriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite);
 }
 
-bool NetworkConnection::write(const QJsonObject& json)
+bool NetworkConnection::write(const QByteArray& body)
 {
-    if (m_writer.write(json)) {
+    if (isOverloaded()) {
+        return false;
+    }
+    if (m_writer.write(body)) {
         return true;
     }
     m_socket.disconnectFromHost();
@@ -52,6 +56,9 @@ bool NetworkConnection::checkAlive()
         m_socket.disconnectFromHost();
         return false;
     }
+    if (isOverloaded()) {
+        return false;
+    }
     const QPointer<NetworkConnection> self(this);
     m_socket.waitForReadyRead(0);
     // The peer may be gone by now, and Qt warns of polling a socket that is not connected.
@@ -61,21 +68,45 @@ bool NetworkConnection::checkAlive()
     return true;
 }
 
+bool NetworkConnection::isOverloaded()
+{
+    // A socket that was asked to disconnect while its peer does not read stays closing for ever, bytes and all: only
+    // the deletion that follows ends it.
+    if (!m_isOverloaded && m_socket.bytesToWrite() > NetworkLimits::maximumUnsent_bytes) {
+        m_isOverloaded = true;
+        m_aliveTimer.invalidate();
+        m_socket.disconnectFromHost();
+        logInfo("NetworkConnection::write failed, disconnecting");
+    }
+    return m_isOverloaded;
+}
+
 void NetworkConnection::readData()
 {
+    if (isHandling()) {
+        return; // the reader goes on with these bytes when the handler returns
+    }
+    m_isReadPending = false;
     const QPointer<NetworkConnection> self(this);
-    if (m_reader.readFrames() || !self) {
+    const bool isWellFormed = m_reader.readFrames(QDeadlineTimer(NetworkLimits::handlingBudget));
+    if (!self) {
         return;
     }
-    m_aliveTimer.invalidate();
-    logInfo("NetworkConnection::readData failed");
-    m_socket.disconnectFromHost();
+    if (!isWellFormed) {
+        m_aliveTimer.invalidate();
+        logInfo("NetworkConnection::readData failed");
+        m_socket.disconnectFromHost();
+    } else if (m_socket.bytesAvailable() > 0 && !m_isOverloaded) {
+        m_isReadPending = true;
+        QMetaObject::invokeMethod(this, &NetworkConnection::readData, Qt::QueuedConnection);
+    }
 }
 
 void NetworkConnection::parsedData(QJsonObject json)
 {
     const QPointer<NetworkConnection> self(this);
     restartAliveTimer();
+    m_writer.setLongFrames(m_reader.hasReadLongFrame());
     ++m_handlersRunning;
     emit receivedJson(std::move(json), this);
     if (self) {

@@ -12,7 +12,7 @@
 // Created, checked and deleted by NetworkServer, on the main thread; nothing deletes itself. Everyone else knows a
 // connection as a handle, valid from NetworkServer::connectionAdded until the idle pass that deletes it. Handlers of
 // receivedJson run inside the handling of the socket's input and may enter a nested event loop (a modal dialog of the
-// host); isHandling() tells that such a handler is on the stack.
+// host): then no further frame of this connection is handled until they return.
 class NetworkConnection : public QObject
 {
     Q_OBJECT
@@ -24,12 +24,21 @@ public:
     // Takes over an accepted native socket.
     bool setSocketDescriptor(qintptr descriptor);
 
-    // Queues one message; never blocks. False when the socket refused it, which ends the connection.
-    bool write(const QJsonObject& json);
+    // Queues one message, encoded or not; never blocks. False when the socket refused it, or too much waits to be sent,
+    // which ends the connection.
+    bool write(const QByteArray& body);
+
+    bool write(const QJsonObject& json) { return write(NetworkWriter::encode(json)); }
+
+    // Whether a message of that length can be sent to this controller; a log line says when it cannot.
+    bool accepts(qsizetype length_bytes) const { return m_writer.accepts(length_bytes); }
 
     // Takes in and sends what is waiting, without blocking; handlers may run inside. False once the connection has
     // failed, was silent for too long or is disconnected.
     bool checkAlive();
+
+    // Whether a handler is on the stack or received frames are still to be handled. A busy connection is left alone.
+    bool isBusy() const { return isHandling() || m_isReadPending; }
 
     bool isHandling() const { return m_handlersRunning > 0; }
 
@@ -45,10 +54,13 @@ public slots:
 
 private:
     void restartAliveTimer();
+    bool isOverloaded();
 
     QTcpSocket m_socket;
     NetworkReader m_reader;
     NetworkWriter m_writer;
     QElapsedTimer m_aliveTimer; // valid while the connection is alive; once invalid it stays so
     int m_handlersRunning = 0;
+    bool m_isReadPending = false;
+    bool m_isOverloaded = false;
 };

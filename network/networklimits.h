@@ -12,6 +12,23 @@ namespace NetworkLimits {
 constexpr int headerLength_bytes = 4;
 constexpr int maximumBody_bytes = 9999;
 
+// A long frame's header goes on after the mark, in place of the four digits, with eight digits for the length.
+constexpr char longFrameMark[] = "####";
+constexpr int longLength_bytes = 8;
+constexpr int maximumInboundBody_bytes = 1'048'576;
+
+// A controller that reads so slowly that more than this waits for it is disconnected.
+constexpr qint64 maximumUnsent_bytes = 16 * 1'048'576;
+
+// What a socket takes in ahead of the reader; the peer's system holds the rest back.
+constexpr qint64 readAhead_bytes = 256 * 1024;
+
+// How long one connection's frames may be handled before the event loop has its turn.
+constexpr std::chrono::milliseconds handlingBudget {10};
+
+// How often accepting is tried again when there was no descriptor for a waiting connection.
+constexpr std::chrono::milliseconds acceptRetryInterval {1000};
+
 // A controller that sends no complete object for longer than this is disconnected.
 constexpr std::chrono::milliseconds aliveLimit {5000};
 

@@ -8,6 +8,8 @@
 #include <QJsonDocument>
 #include <QPointer>
 
+#include <algorithm>
+
 NetworkReader::NetworkReader(QIODevice* device)
     : m_device(device)
 {
@@ -20,12 +22,17 @@ void NetworkReader::reset()
     m_expectantBytes = 0;
     m_missingBytes = 0;
     m_buffer.clear();
+    m_isBodyLong = false;
 }
 
-bool NetworkReader::readFrames()
+bool NetworkReader::readFrames(QDeadlineTimer deadline)
 {
     const QPointer<NetworkReader> self(this);
     while (self && m_device->bytesAvailable() > 0) {
+        const bool isFrameStart = m_headerBytes == -NetworkLimits::headerLength_bytes;
+        if (isFrameStart && deadline.hasExpired()) {
+            return true;
+        }
         if (m_headerBytes < 0 && !readHeader()) {
             return false;
         }
@@ -50,17 +57,41 @@ bool NetworkReader::readHeader()
     return m_headerBytes < 0 || convertHeader();
 }
 
+bool NetworkReader::isLongFrame() const
+{
+    return m_buffer.startsWith(NetworkLimits::longFrameMark);
+}
+
 bool NetworkReader::convertHeader()
 {
-    bool ok = false;
-    m_expectantBytes = QString::fromUtf8(m_buffer).toInt(&ok, 10);
-    if (!ok || m_expectantBytes < 0) {
+    if (isLongFrame() && m_buffer.size() == NetworkLimits::headerLength_bytes) {
+        m_headerBytes = -NetworkLimits::longLength_bytes;
+        return true;
+    }
+    const std::optional<qint64> length = announcedLength();
+    if (!length) {
         logInfo("Malformed expectant bytes: %s\n", m_buffer.constData());
         return false;
     }
-    m_missingBytes = m_expectantBytes;
+    m_isBodyLong = isLongFrame();
+    m_expectantBytes = *length;
+    m_missingBytes = *length;
     m_buffer.clear();
     return true;
+}
+
+std::optional<qint64> NetworkReader::announcedLength() const
+{
+    bool ok = false;
+    if (isLongFrame()) {
+        const QByteArrayView digits = QByteArrayView(m_buffer).sliced(NetworkLimits::headerLength_bytes);
+        const bool areDigits = std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; });
+        const int length = digits.toInt(&ok, 10);
+        return areDigits && ok && length <= NetworkLimits::maximumInboundBody_bytes ? std::optional(length)
+                                                                                    : std::nullopt;
+    }
+    const int length = QString::fromUtf8(m_buffer).toInt(&ok, 10);
+    return ok && length >= 0 ? std::optional(length) : std::nullopt;
 }
 
 bool NetworkReader::readBody()
@@ -81,6 +112,7 @@ bool NetworkReader::decodeBody()
         logInfo("Malformed json: %s", text.constData());
         return false;
     }
+    m_hasReadLongFrame |= m_isBodyLong;
     const QPointer<NetworkReader> self(this);
     emit receivedJson(document.object());
     if (self) {

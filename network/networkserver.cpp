@@ -19,7 +19,17 @@ NetworkServer::~NetworkServer()
 {
     m_idleTimer.stop();
     disconnect(&m_idleTimer, &QTimer::timeout, this, &NetworkServer::idle);
-    qDeleteAll(m_connections);
+    for (NetworkConnection* connection : std::as_const(m_connections)) {
+        if (connection->isHandling()) {
+            // Its slots are on the stack, and its socket's too.
+            connection->disconnect();
+            disconnect(connection);
+            connection->setParent(nullptr);
+            connection->deleteLater();
+        } else {
+            delete connection;
+        }
+    }
 }
 
 void NetworkServer::start(quint16 port)
@@ -37,25 +47,36 @@ void NetworkServer::stop()
     close();
 }
 
-bool NetworkServer::write(NetworkConnection* connection, const QJsonObject& json)
+bool NetworkServer::write(NetworkConnection* connection, const QByteArray& body)
 {
-    connection->write(json);
+    connection->write(body);
     return true;
 }
 
-bool NetworkServer::writeAll(const QJsonObject& json)
+bool NetworkServer::write(NetworkConnection* connection, const QJsonObject& json)
+{
+    return write(connection, NetworkWriter::encode(json));
+}
+
+bool NetworkServer::writeAll(const QByteArray& body)
 {
     if (m_connections.isEmpty()) {
         return false;
     }
     for (NetworkConnection* connection : std::as_const(m_connections)) {
-        connection->write(json);
+        connection->write(body);
     }
     return true;
 }
 
+bool NetworkServer::writeAll(const QJsonObject& json)
+{
+    return writeAll(NetworkWriter::encode(json));
+}
+
 void NetworkServer::incomingConnection(qintptr socketDescriptor)
 {
+    m_hasAccepted = true;
     auto* connection = new NetworkConnection(this);
     if (!connection->setSocketDescriptor(socketDescriptor)) {
         delete connection;
@@ -81,11 +102,34 @@ void NetworkServer::connectionTerminated(NetworkConnection* connection)
 void NetworkServer::idle()
 {
     const QPointer<NetworkServer> self(this);
-    waitForNewConnection(0);
+    acceptWaiting();
     sweepConnections();
     if (self) {
         deleteDeadConnections();
     }
+}
+
+void NetworkServer::acceptWaiting()
+{
+    if (m_isAcceptingPaused) {
+        if (!m_acceptRetry.hasExpired()) {
+            return;
+        }
+        resumeAccepting();
+    }
+    // Qt reports a waiting connection that it could not accept, for want of descriptors, as if it had; and its event
+    // loop would try again without end.
+    m_hasAccepted = false;
+    const bool hasWaiting = waitForNewConnection(0);
+    const bool isStuck = hasWaiting && !m_hasAccepted;
+    if (isStuck) {
+        pauseAccepting();
+        m_acceptRetry = QDeadlineTimer(NetworkLimits::acceptRetryInterval);
+        if (!m_isAcceptingPaused) {
+            logInfo("Out of file descriptors, new connections have to wait");
+        }
+    }
+    m_isAcceptingPaused = isStuck;
 }
 
 void NetworkServer::sweepConnections()
@@ -95,7 +139,7 @@ void NetworkServer::sweepConnections()
     const QPointer<NetworkServer> self(this);
     const QList<QPointer<NetworkConnection>> sweep(m_connections.cbegin(), m_connections.cend());
     for (const QPointer<NetworkConnection>& connection : sweep) {
-        if (!connection || connection->isHandling()) {
+        if (!connection || connection->isBusy()) {
             continue;
         }
         const bool isAlive = connection->checkAlive();
@@ -110,10 +154,10 @@ void NetworkServer::sweepConnections()
 
 void NetworkServer::deleteDeadConnections()
 {
-    // A connection whose handler is on the stack stays queued until a pass after the handler's return.
+    // A busy connection stays queued until a pass that finds it at rest.
     const QList<NetworkConnection*> dead = m_deadConnections;
     for (NetworkConnection* connection : dead) {
-        if (connection->isHandling()) {
+        if (connection->isBusy()) {
             continue;
         }
         logInfo("Deleting dead connection");

@@ -3,6 +3,7 @@
 
 #include "networkconnection.h"
 
+#include <QDeadlineTimer>
 #include <QList>
 #include <QTcpServer>
 #include <QTimer>
@@ -28,9 +29,11 @@ public:
 
     // Sends to one connection, announced by connectionAdded and not yet deleted. Always true: a failure ends the
     // connection and nothing else.
+    bool write(NetworkConnection* connection, const QByteArray& body);
     bool write(NetworkConnection* connection, const QJsonObject& json);
 
     // Sends to all, in the order of their acceptance. False when there is nobody.
+    bool writeAll(const QByteArray& body);
     bool writeAll(const QJsonObject& json);
 
 signals:
@@ -47,10 +50,14 @@ protected:
     void incomingConnection(qintptr socketDescriptor) override;
 
 private:
+    void acceptWaiting();
     void sweepConnections();
     void deleteDeadConnections();
 
     QList<NetworkConnection*> m_connections;     // in the order of acceptance
     QList<NetworkConnection*> m_deadConnections; // each also in m_connections
     QTimer m_idleTimer;
+    QDeadlineTimer m_acceptRetry; // while accepting is paused for want of descriptors
+    bool m_isAcceptingPaused = false;
+    bool m_hasAccepted = false;
 };

@@ -4,7 +4,9 @@
 #include "network/networkserver.h"
 #include "propertynames.h"
 
+#include <QHash>
 #include <QMetaMethod>
+#include <QPointer>
 
 using namespace Qt::StringLiterals;
 
@@ -31,11 +33,6 @@ const QMetaMethod* findProperty(const QString& methodName)
     }();
     const auto method = methods.constFind(methodName);
     return method == methods.cend() ? nullptr : &*method;
-}
-
-QJsonObject message(const QJsonArray& values)
-{
-    return {{"values"_L1, values}};
 }
 
 } // namespace
@@ -98,11 +95,11 @@ void ProtocolAdapter::writeValue(const QString& name, const QJsonValue& value)
 
 void ProtocolAdapter::sendValueEntry(const QJsonValue& entry, NetworkConnection* connection)
 {
-    const QJsonObject json = message({entry});
+    const QByteArray body = MessagePacker::body(MessagePacker::encode(entry));
     if (connection) {
-        m_server->write(connection, json);
+        m_server->write(connection, body);
     } else {
-        m_server->writeAll(json);
+        m_server->writeAll(body);
     }
 }
 
@@ -115,25 +112,28 @@ void ProtocolAdapter::appendAllValues(QJsonArray& values)
 
 void ProtocolAdapter::receivedJson(QJsonObject json, NetworkConnection* connection)
 {
-    QJsonArray answer;
+    const QPointer<ProtocolAdapter> self(this);
+    MessagePacker answer = answerTo(connection);
+    QHash<QString, QByteArray> encoded; // read and encoded once, as long as nothing is set in between
     const QJsonArray entries = json.value("values"_L1).toArray();
     for (const QJsonValue element : entries) {
         const QJsonObject entry = element.toObject();
         const QString name = entry.value("name"_L1).toString();
         if (entry.value("type"_L1).toString().compare("set"_L1, Qt::CaseInsensitive) == 0) {
+            encoded.clear();
             writeValue(name, entry.value("value"_L1));
-        } else {
-            answer.append(valueEntry(name));
+            if (!self) {
+                return; // the host can open a dialog over a set, and end everything meanwhile
+            }
+            continue;
         }
+        auto known = encoded.constFind(name);
+        if (known == encoded.cend()) {
+            known = encoded.insert(name, MessagePacker::encode(valueEntry(name)));
+        }
+        answer.append(*known);
     }
-    if (answer.isEmpty()) {
-        return;
-    }
-    if (connection) {
-        m_server->write(connection, message(answer));
-    } else {
-        m_server->writeAll(message(answer));
-    }
+    send(answer, connection);
 }
 
 void ProtocolAdapter::connectionAdded(NetworkConnection* connection)
@@ -143,7 +143,28 @@ void ProtocolAdapter::connectionAdded(NetworkConnection* connection)
     }
     QJsonArray values;
     appendAllValues(values);
-    m_server->write(connection, message(values));
+    MessagePacker state = answerTo(connection);
+    for (const QJsonValue entry : std::as_const(values)) {
+        state.append(MessagePacker::encode(entry));
+    }
+    send(state, connection);
 }
 
 void ProtocolAdapter::connectionRemoved(NetworkConnection* /*connection*/) {}
+
+MessagePacker ProtocolAdapter::answerTo(NetworkConnection* connection)
+{
+    return MessagePacker(
+        [connection](qsizetype length_bytes) { return !connection || connection->accepts(length_bytes); });
+}
+
+void ProtocolAdapter::send(MessagePacker& message, NetworkConnection* connection)
+{
+    for (const QByteArray& body : message.takeBodies()) {
+        if (connection) {
+            m_server->write(connection, body);
+        } else {
+            m_server->writeAll(body);
+        }
+    }
+}

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "itemmask.h"
+#include "messagepacker.h"
 #include "model/frontend.h"
 
 #include <QJsonArray>
@@ -117,6 +118,8 @@ public slots:
 
 private:
     void writeValue(const QString& name, const QJsonValue& value);
+    static MessagePacker answerTo(NetworkConnection* connection);
+    void send(MessagePacker& message, NetworkConnection* connection);
     void push(std::initializer_list<QLatin1StringView> names);
 
     QJsonValue sceneSourceList(const Scene* scene) const;
