@@ -17,6 +17,12 @@ namespace {
 // A frame is four ASCII decimal digits, filled on the left with 0, then an object of that many bytes.
 constexpr qsizetype headerLength_bytes = 4;
 
+// Values that are too long for a frame come in a long one, with eight digits behind a mark, once the client has sent
+// such a frame itself.
+constexpr char longFrameMark[] = "####";
+constexpr qsizetype longLength_bytes = 8;
+constexpr char longFrameAgreement[] = "####00000013{\"values\":[]}";
+
 // The plug-in disconnects a controller that is silent for five seconds.
 constexpr std::chrono::milliseconds keepAliveInterval = 1500ms;
 
@@ -113,6 +119,7 @@ void KestrelClient::socketConnected()
 {
     m_state = State::Connected;
     m_keepAliveTimer.start();
+    m_socket.write(longFrameAgreement);
     emit connected();
 }
 
@@ -156,20 +163,22 @@ void KestrelClient::readFrames()
 // False when the next frame is not complete yet, or after a malformed header.
 bool KestrelClient::takeFrame(QByteArray& body)
 {
-    const QByteArrayView header = QByteArrayView(m_received).first(std::min(headerLength_bytes, m_received.size()));
-    if (!std::all_of(header.begin(), header.end(), [](char c) { return c >= '0' && c <= '9'; })) {
-        fail(u"received a frame whose length is not four digits"_s);
+    const bool isLong = m_received.startsWith(longFrameMark);
+    const qsizetype digitsBegin = isLong ? qsizetype(sizeof(longFrameMark)) - 1 : 0;
+    const qsizetype digitsLength_bytes = isLong ? longLength_bytes : headerLength_bytes;
+    const QByteArray digits = m_received.mid(digitsBegin, digitsLength_bytes);
+    if (!QByteArrayView(longFrameMark).startsWith(digits)
+        && !std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; })) {
+        fail(u"received a frame whose length is not a number"_s);
         return false;
     }
-    if (header.size() < headerLength_bytes) {
+    const qsizetype bodyBegin = digitsBegin + digitsLength_bytes;
+    const qsizetype length_bytes = digits.toInt();
+    if (digits.size() < digitsLength_bytes || m_received.size() < bodyBegin + length_bytes) {
         return false;
     }
-    const qsizetype length_bytes = header.toInt();
-    if (m_received.size() < headerLength_bytes + length_bytes) {
-        return false;
-    }
-    body = m_received.mid(headerLength_bytes, length_bytes);
-    m_received.remove(0, headerLength_bytes + length_bytes);
+    body = m_received.mid(bodyBegin, length_bytes);
+    m_received.remove(0, bodyBegin + length_bytes);
     return true;
 }
 
@@ -189,11 +198,17 @@ void KestrelClient::receive(const QJsonObject& message)
             return;
         }
     }
-    const QStringList& names = statePropertyNames();
-    if (!m_isSynchronized
-        && std::all_of(names.begin(), names.end(), [this](const QString& name) { return m_values.contains(name); })) {
+    if (m_isSynchronized) {
+        return;
+    }
+    QStringList missing = statePropertyNames();
+    missing.removeIf([this](const QString& name) { return m_values.contains(name); });
+    if (missing.isEmpty()) {
         m_isSynchronized = true;
         emit synchronized();
+    } else if (!missing.contains(statePropertyNames().last())) {
+        // The full state was sent before the plug-in knew of long frames, and left out what did not fit.
+        get(missing);
     }
 }
 

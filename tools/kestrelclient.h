@@ -22,7 +22,7 @@ class KestrelClient : public QObject
 public:
     static constexpr quint16 defaultPort = 2021;
 
-    // The largest object that one frame can carry.
+    // The largest object that the client sends; from the plug-in it takes longer ones too.
     static constexpr qsizetype maximumBody_bytes = 9999;
 
     explicit KestrelClient(QObject* parent = nullptr);
