@@ -7,6 +7,8 @@
 #include <QHostAddress>
 #include <QPointer>
 
+#include <utility>
+
 NetworkServer::NetworkServer(QObject* parent)
     : QTcpServer(parent)
 {
@@ -121,15 +123,16 @@ void NetworkServer::acceptWaiting()
     // loop would try again without end.
     m_hasAccepted = false;
     const bool hasWaiting = waitForNewConnection(0);
-    const bool isStuck = hasWaiting && !m_hasAccepted;
-    if (isStuck) {
+    m_isAcceptingPaused = hasWaiting && !m_hasAccepted;
+    if (m_isAcceptingPaused) {
         pauseAccepting();
         m_acceptRetry = QDeadlineTimer(NetworkLimits::acceptRetryInterval);
-        if (!m_isAcceptingPaused) {
+        if (!std::exchange(m_isShortOfDescriptors, true)) {
             logInfo("Out of file descriptors, new connections have to wait");
         }
+    } else if (!hasWaiting) {
+        m_isShortOfDescriptors = false;
     }
-    m_isAcceptingPaused = isStuck;
 }
 
 void NetworkServer::sweepConnections()

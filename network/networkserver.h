@@ -59,5 +59,6 @@ private:
     QTimer m_idleTimer;
     QDeadlineTimer m_acceptRetry; // while accepting is paused for want of descriptors
     bool m_isAcceptingPaused = false;
+    bool m_isShortOfDescriptors = false; // until nobody waits any more; said once
     bool m_hasAccepted = false;
 };

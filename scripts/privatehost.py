@@ -188,12 +188,20 @@ class PrivateHost:
     def wait_until_listening(self, timeout=60):
         self.wait_for_log(r"\[kestrelbridge\] Server listening on localhost", timeout)
 
+    def _on_screen(self, *command):
+        return subprocess.run(command, env=os.environ | {"DISPLAY": self._display}, capture_output=True, text=True,
+                              check=False).stdout.split()
+
+    def windows(self, name):
+        """The host's visible windows whose title matches."""
+        return self._on_screen("xdotool", "search", "--onlyvisible", "--pid", str(self.pid), "--name", name)
+
+    def press(self, key, window):
+        self._on_screen("xdotool", "key", "--window", window, key)
+
     def picture(self, path):
         """Saves the host's main window as a picture."""
-        windows = subprocess.run(["xdotool", "search", "--onlyvisible", "--pid", str(self.pid), "--name", "^OBS "],
-                                 env=os.environ | {"DISPLAY": self._display}, capture_output=True, text=True,
-                                 check=True).stdout.split()
-        subprocess.run(["import", "-display", self._display, "-window", windows[0], str(path)], check=True)
+        self._on_screen("import", "-window", self.windows("^OBS ")[0], str(path))
 
     def stop(self, timeout=30):
         """Closes the host as a user would, its screen after it; its exit status is kept."""
