@@ -44,6 +44,12 @@ SceneSource* Scene::findSceneSource(obs_sceneitem_t* item) const
     return found == m_sceneSources.cend() ? nullptr : *found;
 }
 
+SceneSource* Scene::findSceneSource(ItemKey key) const
+{
+    SceneSource* source = findSceneSource(key.item);
+    return source && obs_sceneitem_get_id(source->item()) == key.id ? source : nullptr;
+}
+
 QString Scene::typeName() const
 {
     return u"Scene"_s;
@@ -64,44 +70,39 @@ void Scene::record(void* data, calldata_t* arguments)
     }
 }
 
-template<void (Scene::*handle)(obs_sceneitem_t*)>
+template<void (Scene::*handle)(Scene::ItemKey)>
 void Scene::recordItem(void* data, calldata_t* arguments)
 {
     auto* wrapper = static_cast<Scene*>(data);
     auto* item = calldataPointer<obs_sceneitem_t>(arguments, "item");
     if (wrapper->isConcerned(arguments) && item) {
-        wrapper->queue()->post(wrapper, [wrapper, item = OBSSceneItem(item)] { (wrapper->*handle)(item); });
+        wrapper->queue()->post(wrapper, [wrapper, key = ItemKey(item)] { (wrapper->*handle)(key); });
     }
 }
 
-template<void (Scene::*handle)(obs_sceneitem_t*, bool), const char* argument>
+template<void (Scene::*handle)(Scene::ItemKey, bool), const char* argument>
 void Scene::recordItemState(void* data, calldata_t* arguments)
 {
     auto* wrapper = static_cast<Scene*>(data);
     auto* item = calldataPointer<obs_sceneitem_t>(arguments, "item");
     const std::optional<bool> state = calldataBool(arguments, argument);
     if (wrapper->isConcerned(arguments) && item && state) {
-        wrapper->queue()->post(
-            wrapper, [wrapper, item = OBSSceneItem(item), state = *state] { (wrapper->*handle)(item, state); });
+        wrapper->queue()->post(wrapper,
+                               [wrapper, key = ItemKey(item), state = *state] { (wrapper->*handle)(key, state); });
     }
 }
 
-void Scene::itemAdded(obs_sceneitem_t* item)
+void Scene::itemAdded(ItemKey key)
 {
-    // An item that is gone again by now never was in the list, nor will be. Passing over it quickly lets a backlog of
-    // items that came and went drain; each holds a reference, and the host gets slower with every item that lives on.
-    if (obs_sceneitem_get_scene(item) != m_scene) {
-        return;
-    }
     refreshSceneSources();
-    if (const SceneSource* source = findSceneSource(item)) {
+    if (const SceneSource* source = findSceneSource(key)) {
         emit sceneSourceAdded(this, source);
     }
 }
 
-void Scene::itemRemoved(obs_sceneitem_t* item)
+void Scene::itemRemoved(ItemKey key)
 {
-    if (const SceneSource* source = findSceneSource(item)) {
+    if (const SceneSource* source = findSceneSource(key)) {
         emit sceneSourceRemoved(this, source);
         refreshSceneSources();
     }
@@ -118,16 +119,16 @@ void Scene::itemsRefreshed()
     emit sceneSourcesRefreshed(this);
 }
 
-void Scene::itemVisible(obs_sceneitem_t* item, bool visible)
+void Scene::itemVisible(ItemKey key, bool visible)
 {
-    if (const SceneSource* source = findSceneSource(item)) {
+    if (const SceneSource* source = findSceneSource(key)) {
         emit sceneSourceVisibilityChanged(this, source, visible);
     }
 }
 
-void Scene::itemLocked(obs_sceneitem_t* item, bool locked)
+void Scene::itemLocked(ItemKey key, bool locked)
 {
-    if (const SceneSource* source = findSceneSource(item)) {
+    if (const SceneSource* source = findSceneSource(key)) {
         emit sceneSourceLockChanged(this, source, locked);
     }
 }

@@ -35,6 +35,20 @@ signals:
     void sceneSourceLockChanged(const Scene* scene, const SceneSource* source, bool locked);
 
 private:
+    // What a record keeps of an item: no reference. Held items cost the host (each has hotkeys that it saves with every
+    // change), so a backlog that holds them makes the host slower, and so grows. The pointer is only ever compared; the
+    // number, unique within a scene, tells an item from a later one at the same address.
+    struct ItemKey
+    {
+        explicit ItemKey(obs_sceneitem_t* sceneItem)
+            : item(sceneItem)
+            , id(obs_sceneitem_get_id(sceneItem))
+        {}
+
+        obs_sceneitem_t* item;
+        int64_t id;
+    };
+
     static const HostSignal sceneSignals[];
     static constexpr char visibleArgument[] = "visible";
     static constexpr char lockedArgument[] = "locked";
@@ -42,21 +56,22 @@ private:
     // The host's callbacks: they record a signal that concerns this scene. Any thread.
     template<void (Scene::*handle)()>
     static void record(void* data, calldata_t* arguments);
-    template<void (Scene::*handle)(obs_sceneitem_t*)>
+    template<void (Scene::*handle)(ItemKey)>
     static void recordItem(void* data, calldata_t* arguments);
-    template<void (Scene::*handle)(obs_sceneitem_t*, bool), const char* argument>
+    template<void (Scene::*handle)(ItemKey, bool), const char* argument>
     static void recordItemState(void* data, calldata_t* arguments);
 
     bool isConcerned(const calldata_t* arguments) const;
 
     // What was recorded, delivered.
-    void itemAdded(obs_sceneitem_t* item);
-    void itemRemoved(obs_sceneitem_t* item);
+    void itemAdded(ItemKey key);
+    void itemRemoved(ItemKey key);
     void itemsReordered();
     void itemsRefreshed();
-    void itemVisible(obs_sceneitem_t* item, bool visible);
-    void itemLocked(obs_sceneitem_t* item, bool locked);
+    void itemVisible(ItemKey key, bool visible);
+    void itemLocked(ItemKey key, bool locked);
 
+    SceneSource* findSceneSource(ItemKey key) const;
     void refreshSceneSources();
 
     obs_scene_t* m_scene = nullptr; // kept alive by the source

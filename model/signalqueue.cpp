@@ -41,7 +41,7 @@ void SignalQueue::deliver()
 
 void SignalQueue::forget(const QObject* wrapper)
 {
-    std::vector<Record> dropped; // destroyed without the lock: that releases host objects
+    std::vector<Record> dropped; // destroyed without the lock
     const std::scoped_lock lock(m_mutex);
     const auto isKept = [wrapper](const Record& record) { return record.wrapper != wrapper; };
     const auto firstDropped = std::stable_partition(m_records.begin(), m_records.end(), isKept);

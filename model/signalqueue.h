@@ -17,7 +17,6 @@
 //   - when the bridge asks, right after each call into the host that can raise such signals and before each front-end
 //     event is handled, so that controllers see changes in the order in which they happened;
 //   - otherwise by one posted event.
-// A record may hold references to host objects; they are released on the main thread, delivered or not.
 class SignalQueue : public QObject
 {
     Q_OBJECT
