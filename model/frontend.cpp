@@ -96,6 +96,9 @@ void FrontEnd::handleFrontendEvent(enum obs_frontend_event event)
         break;
     case OBS_FRONTEND_EVENT_TRANSITION_LIST_CHANGED:
         m_collectionSwitch.areTransitionsAnnounced = true;
+        if (m_collectionSwitch.isUnderWay) {
+            updateCurrentTransition(); // let go at the cleanup, and part of what is told now
+        }
         emit transitionListChanged();
         break;
     case OBS_FRONTEND_EVENT_TRANSITION_DURATION_CHANGED:

@@ -5,6 +5,7 @@
 #include "signalqueue.h"
 
 #include <algorithm>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -44,10 +45,15 @@ SceneSource* Scene::findSceneSource(obs_sceneitem_t* item) const
     return found == m_sceneSources.cend() ? nullptr : *found;
 }
 
-SceneSource* Scene::findSceneSource(ItemKey key) const
+SceneSource* Scene::findKnown(ItemKey key) const
 {
     SceneSource* source = findSceneSource(key.item);
-    return source && obs_sceneitem_get_id(source->item()) == key.id ? source : nullptr;
+    if (source && ItemKey(source->item()) == key) {
+        return source;
+    }
+    const auto leaving = std::find_if(m_leavingSources.cbegin(), m_leavingSources.cend(),
+                                      [&key](const auto& candidate) { return candidate.first == key; });
+    return leaving == m_leavingSources.cend() ? nullptr : leaving->second.get();
 }
 
 QString Scene::typeName() const
@@ -95,17 +101,22 @@ void Scene::recordItemState(void* data, calldata_t* arguments)
 void Scene::itemAdded(ItemKey key)
 {
     refreshSceneSources();
-    if (const SceneSource* source = findSceneSource(key)) {
+    if (const SceneSource* source = findKnown(key)) {
         emit sceneSourceAdded(this, source);
     }
 }
 
 void Scene::itemRemoved(ItemKey key)
 {
-    if (const SceneSource* source = findSceneSource(key)) {
-        emit sceneSourceRemoved(this, source);
+    SceneSource* source = findKnown(key);
+    if (!source) {
+        return;
+    }
+    emit sceneSourceRemoved(this, source);
+    if (m_sceneSources.contains(source)) {
         refreshSceneSources();
     }
+    std::erase_if(m_leavingSources, [&key](const auto& leaving) { return leaving.first == key; });
 }
 
 void Scene::itemsReordered()
@@ -121,22 +132,21 @@ void Scene::itemsRefreshed()
 
 void Scene::itemVisible(ItemKey key, bool visible)
 {
-    if (const SceneSource* source = findSceneSource(key)) {
+    if (const SceneSource* source = findKnown(key)) {
         emit sceneSourceVisibilityChanged(this, source, visible);
     }
 }
 
 void Scene::itemLocked(ItemKey key, bool locked)
 {
-    if (const SceneSource* source = findSceneSource(key)) {
+    if (const SceneSource* source = findKnown(key)) {
         emit sceneSourceLockChanged(this, source, locked);
     }
 }
 
 void Scene::refreshSceneSources()
 {
-    qDeleteAll(m_sceneSources);
-    m_sceneSources.clear();
+    const QList<SceneSource*> previous = std::exchange(m_sceneSources, {});
 
     // The host holds the scene's lock while it enumerates: only references are taken there.
     std::vector<OBSSceneItem> items;
@@ -155,4 +165,14 @@ void Scene::refreshSceneSources()
     m_sceneSources.reserve(static_cast<qsizetype>(items.size()));
     std::for_each(items.crbegin(), items.crend(),
                   [this](const OBSSceneItem& item) { m_sceneSources.append(new SceneSource(item, queue())); });
+
+    for (SceneSource* source : previous) {
+        if (findSceneSource(source->item())) {
+            delete source;
+        } else {
+            const ItemKey key(source->item());
+            source->releaseItem();
+            m_leavingSources.emplace_back(key, source);
+        }
+    }
 }

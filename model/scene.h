@@ -5,6 +5,10 @@
 
 #include <QList>
 
+#include <memory>
+#include <utility>
+#include <vector>
+
 // A host scene with the wrappers of its items.
 //
 // With a queue it keeps the item list in step with the host: each rebuild replaces every item wrapper, on the main
@@ -45,6 +49,8 @@ private:
             , id(obs_sceneitem_get_id(sceneItem))
         {}
 
+        bool operator==(const ItemKey&) const = default;
+
         obs_sceneitem_t* item;
         int64_t id;
     };
@@ -71,9 +77,11 @@ private:
     void itemVisible(ItemKey key, bool visible);
     void itemLocked(ItemKey key, bool locked);
 
-    SceneSource* findSceneSource(ItemKey key) const;
+    SceneSource* findKnown(ItemKey key) const; // in the list or leaving
     void refreshSceneSources();
 
     obs_scene_t* m_scene = nullptr; // kept alive by the source
     QList<SceneSource*> m_sceneSources;
+    // Wrappers, without their items, of what a rebuild did not find any more, until the removal is delivered and told.
+    std::vector<std::pair<ItemKey, std::unique_ptr<SceneSource>>> m_leavingSources;
 };

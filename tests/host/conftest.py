@@ -1,0 +1,79 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+"""Fixtures: real hosts with the plug-in, each test file with one of its own."""
+
+import os
+import pathlib
+import sys
+
+import pytest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts"))
+
+from controller import Controller, Witness  # noqa: E402
+from privatehost import PrivateHost, collection, free_port, wait_for  # noqa: E402
+
+MODULE = os.environ["KESTREL_MODULE"]
+
+SHOW = collection("Show", {
+    "Opening": ["Title", "Clock", "Wall"],
+    "Interview": ["Lower third", "Guest", "Host", "Backdrop"],
+    "Überblick": [],
+})
+REHEARSAL = collection("Rehearsal", {"Stage": ["Lights", "Floor"], "Off": []}, transition="Cut")
+
+
+@pytest.fixture(scope="session")
+def new_host(tmp_path_factory):
+    """Makes hosts: new_host(collections=..., module=..., start=True)."""
+    hosts = []
+
+    def make(module=MODULE, collections=(SHOW, REHEARSAL), start=True, **options):
+        host = PrivateHost(tmp_path_factory.mktemp("host"), module=module, collections=collections,
+                           witness_port=free_port(), **options)
+        hosts.append(host)
+        if start:
+            host.start()
+            if module:
+                host.wait_until_listening()
+        return host
+
+    yield make
+    for host in hosts:
+        host.stop()
+
+
+def connect_witness(host):
+    def connect():
+        try:
+            witness = Witness(host.witness_port)
+            witness("GetSceneList")  # refused while the host is loading
+            return witness
+        except (OSError, AssertionError):
+            return None
+    return wait_for(connect, 30, "the bundled remote")
+
+
+def assert_proper_end(host):
+    """Closes the host; a crash that its own handler caught also ends with status 0, but without the count of leaks."""
+    assert host.stop() == 0
+    assert host.leaks() is not None
+
+
+@pytest.fixture(scope="module")
+def host(new_host):
+    host = new_host()
+    yield host
+    assert_proper_end(host)
+
+
+@pytest.fixture(scope="module")
+def witness(host):
+    witness = connect_witness(host)
+    yield witness
+    witness.close()
+
+
+@pytest.fixture
+def controller(host):
+    with Controller(host.port) as controller:
+        yield controller

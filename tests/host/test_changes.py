@@ -1,0 +1,151 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+"""Every change of the host is told once, in its order, to all; made by a controller or by somebody else."""
+
+import threading
+
+from controller import Controller
+from privatehost import wait_for
+
+
+def names(pushes):
+    return [name for name, _ in pushes]
+
+
+def scenes(scene_list):
+    return {scene["name"]: [item["name"] for item in scene["sourceList"]] for scene in scene_list}
+
+
+def test_items_of_the_program_scene(host, controller, witness):
+    item = witness.items("Opening")["Clock"]["sceneItemId"]
+    with Controller(host.port) as other:
+        witness("SetSceneItemEnabled", sceneName="Opening", sceneItemId=item, sceneItemEnabled=False)
+        assert controller.expect("sceneList", "sourceVisibles")[1] == other.expect("sceneList", "sourceVisibles")[1] == 5
+
+        # One pair an item, before the answer to the request that made the changes.
+        controller.send([{"type": "set", "name": "sourceVisibles", "value": 2}, {"name": "sourceVisibles"}])
+        assert [controller.expect("sceneList", "sourceVisibles")[1] for _ in range(3)] == [4, 6, 2]
+        assert controller.next() == [("sourceVisibles", 2)]
+        assert [item["sceneItemEnabled"] for item in witness.items("Opening").values()] == [False, True, False]
+        controller.set("sourceVisibles", 2)
+        controller.set("sourceVisibles", 7)
+        assert names(controller.sync()) == ["sceneList", "sourceVisibles"] * 2
+
+        controller.set("sourceLocks", 1)
+        assert controller.expect("sceneList", "sourceLocks")[1] == 1
+        controller.set("sourceLocks", 4294967295)
+        assert names(controller.sync()) == ["sceneList", "sourceLocks"] * 2
+        assert controller.get("sourceLocks") == 7
+        controller.set("sourceLocks", 0)
+        assert len(other.sync()) == 22
+
+
+def test_items_come_and_go(controller, witness):
+    made = witness("CreateInput", sceneName="Opening", inputName="Crawl", inputKind="color_source_v3",
+                   sceneItemEnabled=True)["sceneItemId"]
+    [scene_list] = controller.expect("sceneList")
+    assert scenes(scene_list)["Opening"] == ["Crawl", "Title", "Clock", "Wall"]
+    witness("SetSceneItemIndex", sceneName="Opening", sceneItemId=made, sceneItemIndex=0)
+    assert scenes(controller.expect("sceneList")[0])["Opening"] == ["Title", "Clock", "Wall", "Crawl"]
+    witness("RemoveInput", inputName="Crawl")  # told on the host's graphics thread
+    assert scenes(controller.expect("sceneList")[0])["Opening"] == ["Title", "Clock", "Wall"]
+    assert controller.sync() == []
+
+
+def test_scenes_change_are_made_renamed_and_removed(controller, witness):
+    controller.set("sceneList", "Interview")
+    pushes = controller.expect("triggerTransition", "sceneList", "currentScene")
+    assert [scene["name"] for scene in pushes[1] if scene["isCurrent"]] == [pushes[2]] == ["Interview"]
+    assert controller.get("sourceVisibles") == 15
+
+    witness("SetCurrentProgramScene", sceneName="Überblick")
+    assert controller.expect("triggerTransition", "sceneList", "currentScene")[2] == "Überblick"
+    assert controller.get("sourceVisibles") == 0
+    witness("CreateScene", sceneName="Extra")
+    assert "Extra" in scenes(controller.expect("sceneList")[0])
+    witness("SetSceneName", sceneName="Überblick", newSceneName="Übersicht")
+    assert "Übersicht" in scenes(controller.expect("sceneList")[0])
+    witness("SetSceneName", sceneName="Übersicht", newSceneName="Überblick")
+    controller.set("currentScene", "Extra")
+    controller.expect("sceneList", "triggerTransition", "sceneList", "currentScene")
+
+    # The scene on air is removed: the host goes on with another, and nothing is left of it.
+    witness("RemoveScene", sceneName="Extra")
+    controller.wait_for("currentScene", lambda name: name != "Extra")
+    assert "Extra" not in scenes(controller.get("sceneList"))
+    controller.set("currentScene", "Opening")
+    controller.wait_for("currentScene", lambda name: name == "Opening")
+
+
+def test_studio_mode_and_its_transition(controller, witness):
+    controller.set("studioMode", 1)
+    assert controller.expect("studioMode", "sceneList", "currentScene", "previewScene")[2:] == ["Opening", "Opening"]
+    controller.set("sceneList", "Interview")
+    values = controller.expect("sceneList", "currentScene", "previewScene")
+    assert values[1:] == ["Opening", "Interview"]
+    assert [scene["name"] for scene in values[0] if scene["isCurrent"]] == ["Interview"]
+
+    # Masks are of the program scene, whatever changes in the preview.
+    item = witness.items("Interview")["Guest"]["sceneItemId"]
+    witness("SetSceneItemEnabled", sceneName="Interview", sceneItemId=item, sceneItemEnabled=False)
+    assert controller.expect("sceneList", "sourceVisibles")[1] == 7
+    witness("SetSceneItemEnabled", sceneName="Interview", sceneItemId=item, sceneItemEnabled=True)
+    controller.expect("sceneList", "sourceVisibles")
+
+    controller.set("triggerTransition", False)
+    pushes = controller.expect("sceneList", "currentScene", "previewScene", "triggerTransition", "sceneList",
+                               "currentScene")
+    assert pushes[3] is False and pushes[5] == "Interview"
+    controller.set("studioMode", 0)
+    pushes = controller.expect("sceneList", "currentScene", "sceneList", "currentScene", "studioMode", "sceneList",
+                               "currentScene", "previewScene")
+    assert pushes[4] is False and pushes[6] == "Interview"
+    witness("SetCurrentProgramScene", sceneName="Opening")
+    assert controller.expect("triggerTransition", "sceneList", "currentScene")[2] == "Opening"
+
+
+def test_transitions(controller, witness):
+    controller.set("currentTransition", "Cut")
+    [listed] = controller.expect("transitionsList")
+    assert [entry["name"] for entry in listed if entry["isCurrent"]] == ["Cut"]
+    controller.set("transitionsList", "Fade")
+    controller.expect("transitionsList")
+    controller.set("transitionDuration", 700)
+    assert controller.expect("transitionDuration", "transitionsList")[0] == 700
+    witness("SetCurrentSceneTransitionDuration", transitionDuration=300)
+    duration, listed = controller.expect("transitionDuration", "transitionsList")
+    assert [duration] == [entry["duration"] for entry in listed if entry["isCurrent"]] == [300]
+    assert controller.sync() == [], "told once a change"
+
+
+def test_a_recording(host, controller):
+    controller.set("recording", 1)
+    assert controller.expect("recording") == [True]
+    wait_for(lambda: controller.get("recordingTime") >= "00:00:02", 20, "a recording time that advances")
+    controller.set("recording", -1)
+    assert controller.expect("recording") == [False]
+    assert controller.get("recordingTime") == "00:00:00"
+    assert next(host.recordings.iterdir()).stat().st_size > 0
+
+
+def test_changes_on_other_threads_never_freeze_the_host(controller, witness):
+    """The remote makes and removes items inside the scene's lock on threads of its own, while masks are written."""
+    stop = threading.Event()
+
+    def toggle():
+        for round_number in range(150):
+            item = witness("CreateSceneItem", sceneName="Opening", sourceName="Host", sceneItemEnabled=False)
+            witness("SetSceneItemEnabled", sceneName="Opening", sceneItemId=item["sceneItemId"], sceneItemEnabled=True)
+            witness("RemoveSceneItem", sceneName="Opening", sceneItemId=item["sceneItemId"])
+        stop.set()
+
+    worker = threading.Thread(target=toggle)
+    worker.start()
+    writes = 0
+    while not stop.is_set():
+        controller.set("sourceVisibles", writes % 8)
+        controller.sync()
+        writes += 1
+    worker.join()
+    assert writes > 10
+    controller.set("sourceVisibles", 7)
+    assert controller.get("sourceVisibles") == 7

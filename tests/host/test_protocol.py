@@ -1,0 +1,106 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+"""What any controller relies on: the full state, requests and answers, frames, liveness."""
+
+import re
+
+import pytest
+from controller import Controller, frame
+
+STATE = ["cpuUsage", "memoryUsage", "freeDisk", "recordingTime", "streamingTime", "totalFrames", "droppedFrames",
+         "congestion", "studioMode", "triggerTransition", "streaming", "recording", "sceneList", "currentScene",
+         "previewScene", "sourceLocks", "sourceVisibles", "transitionsList", "currentTransition", "transitionDuration"]
+
+
+def item(name, position, is_visible=True):
+    return {"name": name, "isVisible": is_visible, "isLocked": False, "sortIndex": position}
+
+
+def test_the_full_state_comes_first_and_is_true(controller):
+    assert [name for name, _ in controller.state] == STATE
+    state = dict(controller.state)
+    assert re.fullmatch(r"(\d+(\.\d)?|1e\+02)%", state["cpuUsage"])
+    assert re.fullmatch(r"\d+\.\d MB", state["memoryUsage"])
+    assert re.fullmatch(r"\d+\.\d (MB|GB|TB)", state["freeDisk"])
+    assert state["recordingTime"] == state["streamingTime"] == "00:00:00"
+    assert (state["totalFrames"], state["droppedFrames"], state["congestion"]) == (0, 0, "0.00%")
+    assert [state[switch] for switch in ("studioMode", "triggerTransition", "streaming", "recording")] == [False] * 4
+    assert state["sceneList"] == [
+        {"name": "Opening", "sortIndex": 0, "isCurrent": True,
+         "sourceList": [item("Title", 0), item("Clock", 1), item("Wall", 2)]},
+        {"name": "Interview", "sortIndex": 1, "isCurrent": False,
+         "sourceList": [item("Lower third", 0), item("Guest", 1), item("Host", 2), item("Backdrop", 3)]},
+        {"name": "Überblick", "sortIndex": 2, "isCurrent": False, "sourceList": []},
+    ]
+    assert (state["currentScene"], state["previewScene"]) == ("Opening", "")
+    assert (state["sourceVisibles"], state["sourceLocks"]) == (7, 0)
+    assert {entry["name"]: entry.get("duration") for entry in state["transitionsList"]} == {"Cut": None, "Fade": 300}
+    assert (state["currentTransition"], state["transitionDuration"]) == ("Fade", 300)
+
+
+@pytest.mark.parametrize("request_entries, answer", [
+    ([{"type": "get", "name": "fps"}], [("fps", "10.00 fps")]),
+    ([{"name": "noSuchThing"}, {"name": "streaming"}], [(None, None), ("streaming", False)]),
+    ([{"name": "SceneList"}, {"name": "scenelist"}, {"name": "streaming "}, {"name": "streaming\0x"}],
+     [("SceneList", ...), (None, None), (None, None), (None, None)]),
+    ([42, {"name": 7}, {"type": "set", "name": "cpuUsage", "value": 1}], [(None, None), (None, None)]),
+    ([{"type": "get", "name": "recording"}, {"name": "recording"}], [("recording", False)] * 2),
+    ([{"name": "receivedJson"}, {"name": ""}], [(None, None)] * 2),
+])
+def test_requests_and_their_answers(host, controller, request_entries, answer):
+    with Controller(host.port) as bystander:
+        controller.send(request_entries)
+        answered = controller.next()
+        assert [name for name, _ in answered] == [name for name, _ in answer]
+        assert all(value in (..., seen) for (_, value), (_, seen) in zip(answer, answered))
+        assert bystander.sync() == [], "an answer is for the requester alone"
+    assert "No such method" not in host.log()
+
+
+@pytest.mark.parametrize("entries", [
+    [{"type": "set", "name": "studioMode", "value": True}],
+    [{"type": "set", "name": "streaming", "value": "1"}, {"type": "set", "name": "recording"}],
+    [{"type": "set", "name": "sourceVisibles", "value": 2.5}, {"type": "set", "name": "sourceLocks", "value": 1e300}],
+    [{"type": "set", "name": "transitionDuration", "value": "300"}],
+    [{"type": "set", "name": "currentScene", "value": "opening"}, {"type": "set", "name": "currentTransition"}],
+    [{"type": "set", "name": "noSuchThing", "value": 1}, {"type": "set", "name": "fps", "value": 1}],
+    [{"type": "set", "name": "triggerTransition", "value": True}],
+])
+def test_sets_that_the_host_must_not_act_on(controller, entries):
+    before = controller.get(*STATE[8:])
+    controller.send(entries)
+    assert controller.sync() == []
+    assert controller.get(*STATE[8:]) == before
+
+
+@pytest.mark.parametrize("data, line", [
+    (b"12ab{}", "Malformed expectant bytes: 12ab"),
+    (b"-001{}", "Malformed expectant bytes: -001"),
+    (b"POST / HTTP/1.1\r\n\r\n", "Malformed expectant bytes: POST"),
+    (b"0000", "Malformed json: "),
+    (frame("[1,2]"), "Malformed json: [1,2]"),
+    (frame('{"values":[]'), 'Malformed json: {"values":[]'),
+])
+def test_malformed_input_ends_the_connection_at_once(host, controller, data, line):
+    begin = len(host.log())
+    controller.send_bytes(data)
+    assert controller.wait_until_closed() < 4
+    host.wait_for_log(r"NetworkConnection::readData failed[\s\S]*Connection removed[\s\S]*Deleting dead connection")
+    assert f"[kestrelbridge] {line}\n" in host.log()[begin:]
+
+
+def test_frames_may_arrive_in_any_pieces(controller):
+    data = frame({"values": [{"name": "Überblick"}, {"name": "streaming"}]}) + frame({"values": [{"name": "fps"}]})
+    for position in range(len(data)):
+        controller.send_bytes(data[position:position + 1])
+    assert controller.next() == [(None, None), ("streaming", False)]
+    assert controller.next() == [("fps", "10.00 fps")]
+
+
+def test_silence_ends_a_connection_and_half_frames_are_silence(host, controller):
+    silent = Controller(host.port, keeps_alive=False)
+    babbling = Controller(host.port, keeps_alive=False)
+    babbling.send_bytes(b"0042{")
+    assert 4.5 < silent.wait_until_closed() < 10
+    assert babbling.wait_until_closed() < 5
+    assert host.log().count("Connection alive expired. Disconnecting!") == 2
+    assert controller.sync() == [], "who keeps alive stays"

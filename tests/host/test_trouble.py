@@ -1,0 +1,133 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+"""A live show with everything against it: large collections, open dialogs, controllers that misbehave."""
+
+import pathlib
+import socket
+import threading
+import time
+
+import pytest
+from conftest import assert_proper_end
+from controller import Controller, frame
+from privatehost import collection, wait_for
+
+SCENES, ITEMS = 60, 20
+LARGE = collection("Large", {f"Scene {i}": [f"Item {i} {j}" for j in range(ITEMS)] for i in range(SCENES)})
+
+# A timer of 10 ms in the host's thread must never wait longer; a slow test machine gets some room.
+LONGEST_WAIT = 0.5
+
+
+@pytest.fixture(scope="module")
+def host(new_host):
+    host = new_host(collections=[LARGE])
+    yield host
+    assert_proper_end(host)
+
+
+def resident_mebibytes(host):
+    for line in pathlib.Path(f"/proc/{host.pid}/status").read_text().splitlines():
+        if line.startswith("VmRSS:"):
+            return int(line.split()[1]) // 1024
+
+
+def test_a_large_collection(host, witness):
+    refused = host.log().count("NetworkWriter refusing to write")
+    with Controller(host.port) as plain, Controller(host.port, long_frames=True) as agreed:
+        assert (None, None) in plain.state and len(plain.state) == 20
+        scenes = agreed.get("sceneList")
+        assert [len(scene["sourceList"]) for scene in scenes] == [ITEMS] * SCENES
+        plain.send([{"name": "fps"}, {"name": "sceneList"}, {"name": "streaming"}])
+        assert plain.next() == [("fps", "10.00 fps"), (None, None), ("streaming", False)]
+
+        item = witness.items("Scene 0")["Item 0 3"]["sceneItemId"]
+        witness("SetSceneItemEnabled", sceneName="Scene 0", sceneItemId=item, sceneItemEnabled=False)
+        pushed, mask = agreed.expect("sceneList", "sourceVisibles")
+        assert pushed[0]["sourceList"][3] == {"name": "Item 0 3", "isVisible": False, "isLocked": False, "sortIndex": 3}
+        assert plain.expect("sourceVisibles") == [mask] == [2 ** ITEMS - 1 - 8]
+        # Two full states, one answer, one notification; a line each.
+        assert host.log().count("NetworkWriter refusing to write") - refused == 4
+
+        # An answer of several entries that passes a frame leaves as several messages, each as full as fits.
+        names = ["transitionsList"] * 120
+        plain.send([{"name": name} for name in names])
+        messages = []
+        while sum(map(len, messages)) < len(names):
+            messages.append(plain.next())
+        assert len(messages) > 1 and {name for message in messages for name, _ in message} == {"transitionsList"}
+        assert len(messages[0]) > len(messages[-1])
+
+
+def test_one_that_asks_too_much_and_one_that_never_reads(host):
+    with Controller(host.port) as other:
+        # 400 readings of everything in one frame, with and without the agreement, and requests as fast as they go.
+        flood = frame({"values": [{"name": "sceneList"}] * 400})
+        greedy = Controller(host.port, long_frames=True, keeps_alive=False)
+        before = resident_mebibytes(host)
+        done = threading.Event()
+
+        def send():
+            try:
+                while not done.is_set():
+                    greedy.send_bytes(flood)
+            except OSError:
+                done.set()
+
+        sender = threading.Thread(target=send)
+        sender.start()
+        longest = 0
+        while not done.is_set():
+            begin = time.monotonic()
+            other.sync()
+            longest = max(longest, time.monotonic() - begin)
+        sender.join()
+        greedy.close()
+        assert longest < LONGEST_WAIT
+        host.wait_for_log("NetworkConnection::write failed, disconnecting")
+        wait_for(lambda: resident_mebibytes(host) < before + 60, 20, "the memory's return")
+
+
+def test_frames_that_come_with_the_end_of_the_connection_are_handled(host):
+    with Controller(host.port) as watcher:
+        with Controller(host.port, keeps_alive=False) as hasty:
+            for mask in range(200):
+                hasty.send([{"type": "set", "name": "sourceLocks", "value": mask % 2}])
+        locks = [value for name, value in watcher.sync() if name == "sourceLocks"]
+        while len(locks) < 199:
+            locks += watcher.expect("sourceLocks")
+        assert locks == [(position + 1) % 2 for position in range(199)]
+
+
+def test_many_come_and_go(host):
+    with Controller(host.port) as other:
+        for _ in range(20):
+            sockets = [socket.create_connection(("127.0.0.1", host.port)) for _ in range(100)]
+            for position, connection in enumerate(sockets):
+                connection.sendall(frame({"values": []})[:position % 16])
+                if position % 2:
+                    connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, b"\1\0\0\0\0\0\0\0")  # resets
+                connection.close()
+            other.sync()
+        added = host.log().count("[kestrelbridge] Added new connection")
+        wait_for(lambda: host.log().count("[kestrelbridge] Deleting dead connection") >= added - 1, 20,
+                 "every connection's deletion")
+
+
+def test_a_dialog_left_open(host, witness):
+    """Starting a stream without a server opens a modal dialog inside the request that asked for it."""
+    with Controller(host.port, keeps_alive=False) as asking, Controller(host.port) as other:
+        asking.set("streaming", 1)
+        asking.send([{"name": "fps"}])
+        dialog = wait_for(lambda: host.windows("Failed to start streaming"), 20, "the dialog")
+        item = witness.items("Scene 0")["Item 0 0"]["sceneItemId"]
+        begin = time.monotonic()
+        while time.monotonic() < begin + 7:  # longer than a silent controller is suffered
+            for is_visible in (False, True):
+                witness("SetSceneItemEnabled", sceneName="Scene 0", sceneItemId=item, sceneItemEnabled=is_visible)
+                other.wait_for("sourceVisibles", lambda mask: mask & 1 == is_visible)
+        with Controller(host.port) as late:
+            assert late.get("fps") == "10.00 fps"
+        host.press("Escape", dialog[0])
+        while asking.next() != [("fps", "10.00 fps")]:
+            pass
+        assert asking.get("streaming") is False

@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "tests/support/controller.h"
+#include "tests/support/fakefrontend.h"
+#include "tests/support/hostfixture.h"
+#include "tests/support/logcapture.h"
+
+#include <QDir>
+#include <QFile>
+#include <QHostAddress>
+#include <QLibrary>
+#include <QProcess>
+#include <QTcpServer>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+// The built module file, loaded into a host of the test's own.
+class ModuleTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+
+    void initTestCase()
+    {
+        QVERIFY2(Host::start(), "libobs did not start; is there a display?");
+        QVERIFY2(m_file.load(), qPrintable(m_file.errorString()));
+        m_load = reinterpret_cast<bool (*)()>(m_file.resolve("obs_module_load"));
+        m_unload = reinterpret_cast<void (*)()>(m_file.resolve("obs_module_unload"));
+        const auto version = reinterpret_cast<uint32_t (*)()>(m_file.resolve("obs_module_ver"));
+        QVERIFY(m_load && m_unload && version);
+        QCOMPARE(version(), 0x1B020004U);
+
+        qputenv("XDG_DATA_HOME", QFile::encodeName(m_dataFolder.path()));
+        QTcpServer freePort;
+        QVERIFY(freePort.listen(QHostAddress(QHostAddress::LocalHost)));
+        m_port = freePort.serverPort();
+        QVERIFY(QDir(m_dataFolder.path()).mkpath(u"corvane/Wrenlink"_s));
+        QFile config(m_dataFolder.filePath(u"corvane/Wrenlink/config.json"_s));
+        QVERIFY(config.open(QIODevice::WriteOnly) && config.write("{\"port\":" + QByteArray::number(m_port) + '}') > 0);
+    }
+
+    void cleanupTestCase() { QCOMPARE(Host::stop(), 0); }
+
+    void init()
+    {
+        m_host = std::make_unique<FakeFrontEnd>();
+        m_log = std::make_unique<LogCapture>();
+        QVERIFY(m_load());
+        QCOMPARE(m_host->callbacks.size(), 1U);
+    }
+
+    void cleanup()
+    {
+        m_unload();
+        m_log.reset();
+        m_host.reset();
+    }
+
+    void exportsFourFunctions()
+    {
+        QProcess nm;
+        nm.start(u"nm"_s, {u"-D"_s, u"--defined-only"_s, u"-j"_s, m_file.fileName()});
+        QVERIFY(nm.waitForFinished());
+        QCOMPARE(nm.readAllStandardOutput().simplified(),
+                 "obs_module_load obs_module_set_pointer obs_module_unload obs_module_ver"_ba);
+    }
+
+    void livesItsLife()
+    {
+        m_host->perform(u"event 8"_s); // nothing of it concerns us yet
+        QCOMPARE(m_log->take(), QStringList());
+        m_host->perform(u"event 26, event 26"_s);
+        QCOMPARE(m_log->take(), firstLines());
+        Controller controller(m_port);
+        QVERIFY(controller.next());
+        QCOMPARE(controller.value(u"currentScene"_s), QJsonValue(u"Main"_s));
+        m_host->perform(u"rename New"_s);
+        QCOMPARE(controller.untilAnswer(), QStringList {u"sceneList"_s});
+
+        m_log->take();
+        m_host->perform(u"event 17"_s);
+        QCOMPARE(m_log->take(), QStringList {u"Connection removed"_s});
+        QVERIFY(m_host->callbacks.empty());
+        QVERIFY(!Controller(m_port).isConnected());
+        m_unload();
+        QTRY_VERIFY(!controller.isConnected());
+    }
+
+    void endsBeforeItsFrontEndHasLoaded()
+    {
+        m_host->perform(u"event 17"_s);
+        QCOMPARE(m_log->take(), firstLines()); // came, and stopped at once
+        QVERIFY(!Controller(m_port).isConnected());
+    }
+
+    void unloadsUnused()
+    {
+        m_unload();
+        QCOMPARE(m_log->take(), QStringList());
+    }
+
+private:
+    QStringList firstLines() const
+    {
+        return {u"Welcome to KestrelBridge version 1.1.1! You're using OBS %1 (%2)"_s.arg(obs_get_version())
+                    .arg(QString::fromUtf8(obs_get_version_string())),
+                u"KestrelBridge read port config from: %1/corvane/Wrenlink/config.json and is starting on port %2"_s
+                    .arg(m_dataFolder.path())
+                    .arg(m_port),
+                u"Server listening on localhost, port %1"_s.arg(m_port)};
+    }
+
+    QLibrary m_file {QStringLiteral(MODULE_FILE)};
+    bool (*m_load)() = nullptr;
+    void (*m_unload)() = nullptr;
+    QTemporaryDir m_dataFolder;
+    quint16 m_port = 0;
+    std::unique_ptr<FakeFrontEnd> m_host;
+    std::unique_ptr<LogCapture> m_log;
+};
+
+QTEST_MAIN(ModuleTest)
+#include "moduletest.moc"

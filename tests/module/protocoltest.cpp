@@ -1,0 +1,324 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "protocol/propertynames.h"
+#include "tests/support/stage.h"
+#include "tests/support/table.h"
+
+#include <QJsonDocument>
+#include <QMetaMethod>
+
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+// Requests, answers and notifications, seen by real controllers.
+class ProtocolTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+
+    void initTestCase() { QVERIFY2(Host::start(), "libobs did not start; is there a display?"); }
+
+    void cleanupTestCase() { QCOMPARE(Host::stop(), 0); }
+
+    void init() { m_stage = std::make_unique<Stage>(); }
+
+    void cleanup()
+    {
+        m_stage.reset();
+        QCOMPARE(Stage::warnings, QStringList());
+    }
+
+    void declaresSlotsInOrder()
+    {
+        QByteArray declared;
+        const QMetaObject& meta = ProtocolAdapter::staticMetaObject;
+        for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+            const QMetaMethod method = meta.method(i);
+            QCOMPARE(method.methodType(), QMetaMethod::Slot);
+            QCOMPARE(method.access(), QMetaMethod::Public);
+            declared += QByteArray(method.typeName()) + ' ' + method.methodSignature() + '\n';
+        }
+        QCOMPARE(declared.split('\n'), contents(QFINDTESTDATA("slots.txt")).split('\n'));
+    }
+
+    void sendsFullState()
+    {
+        m_stage->host.perform(u"hide 0, lock 2"_s);
+        Controller controller(m_stage->server.serverPort());
+        const QJsonArray received = controller.next().value_or(QJsonObject())["values"_L1].toArray();
+        const QJsonDocument golden = QJsonDocument::fromJson(contents(QFINDTESTDATA("state.json")));
+        const QJsonArray expected = golden["values"_L1].toArray();
+        QCOMPARE(received.size(), 20);
+        for (qsizetype i = 0; i < received.size(); ++i) {
+            QJsonObject entry = received[i].toObject();
+            if (expected[i]["value"_L1] == "*"_L1) {
+                QVERIFY(QStringList({u"cpuUsage"_s, u"memoryUsage"_s}).contains(entry["name"_L1].toString()));
+                entry["value"_L1] = "*"_L1;
+            }
+            QCOMPARE(entry, expected[i].toObject());
+        }
+        QVERIFY(controller.read(u"cpuUsage"_s).toString().endsWith(u'%'));
+        QVERIFY(controller.read(u"memoryUsage"_s).toString().remove(" MB"_L1).toDouble() > 1);
+        QVERIFY(controller.untilAnswer().isEmpty()); // nothing of what happened before
+    }
+
+    void answers_data() { addTable(QFINDTESTDATA("requests.txt"), {"entries", "answer"}); }
+
+    void answers()
+    {
+        QFETCH(const QString, entries);
+        const auto controller = m_stage->controller();
+        controller->send(QJsonDocument::fromJson("{\"values\":" + entries.toUtf8() + '}').object());
+        QTEST(controller->untilAnswer().join(u'/'), "answer");
+        QCOMPARE(m_stage->host.commands, QStringList());
+    }
+
+    void sets_data() { addTable(QFINDTESTDATA("sets.txt"), {"called", "heard"}); }
+
+    void sets()
+    {
+        const QString tag = QString::fromUtf8(QTest::currentDataTag());
+        const QJsonObject set
+            = QJsonDocument::fromJson(tag.section("} "_L1, 0, 0, QString::SectionIncludeTrailingSep).toUtf8()).object();
+        if (tag.endsWith("in studio mode"_L1)) {
+            m_stage->host.perform(u"preset 0"_s);
+        }
+        const auto controller = m_stage->controller();
+        controller->set(set["name"_L1].toString(), set.value("value"_L1));
+        QTEST(controller->untilAnswer().join(u' '), "heard");
+        QTEST(m_stage->host.commands.join(", "_L1), "called");
+    }
+
+    void ignoresWhatDoesNotConvert()
+    {
+        const auto controller = m_stage->controller();
+        const auto setAll = [&](const QStringList& names, const QJsonArray& values) {
+            for (const QString& name : names) {
+                controller->set(name, QJsonValue(QJsonValue::Undefined));
+                for (const QJsonValue value : values) {
+                    controller->set(name, value);
+                }
+            }
+        };
+        setAll({u"streaming"_s, u"recording"_s, u"studioMode"_s}, {true, u"1"_s, QJsonValue(), QJsonArray {1}});
+        setAll({u"sourceVisibles"_s, u"sourceLocks"_s, u"transitionDuration"_s}, {true, u"500"_s, 2.5, 1e300});
+        setAll({u"sceneList"_s, u"currentScene"_s, u"previewScene"_s, u"transitionsList"_s, u"currentTransition"_s},
+               {u"main"_s, u"Main "_s, u"cut"_s, u""_s, 1});
+        for (std::size_t i = 0; i < 8; ++i) { // the statistics are not to be written
+            controller->set(statePropertyNames.at(i), 1);
+        }
+        QCOMPARE(controller->untilAnswer(), QStringList());
+        QCOMPARE(m_stage->host.commands, QStringList());
+        QCOMPARE(controller->read(u"sourceVisibles"_s), QJsonValue(7));
+    }
+
+    void answersTheRequesterOnly()
+    {
+        const auto requester = m_stage->controller();
+        const auto listener = m_stage->controller();
+        const QJsonObject set {{"name"_L1, "studioMode"_L1}, {"type"_L1, "SET"_L1}, {"value"_L1, 1}};
+        const QJsonObject read {{"name"_L1, "studioMode"_L1}};
+        requester->sendEntries({read, set, read});
+        const QStringList pushed {u"studioMode"_s, u"sceneList"_s, u"currentScene"_s, u"previewScene"_s};
+        QCOMPARE(requester->untilAnswer(), pushed + QStringList {u"studioMode studioMode"_s}); // the answer comes last
+        QCOMPARE(requester->value(u"studioMode"_s), QJsonValue(true));                         // read behind the set
+        QCOMPARE(listener->untilAnswer(), pushed);
+    }
+
+    void masksItems()
+    {
+        const auto controller = m_stage->controller();
+        const QStringList pair {u"sceneList"_s, u"sourceVisibles"_s};
+        const std::vector<obs_sceneitem_t*>& items = m_stage->host.items;
+        m_stage->host.perform(u"preset 1"_s); // the masks are the program scene's all the same
+        controller->set(u"sourceVisibles"_s, 2);
+        QCOMPARE(controller->untilAnswer(), pair + pair); // A and C
+        controller->set(u"sourceVisibles"_s, 5);
+        QCOMPARE(controller->untilAnswer(), pair + pair + pair);
+        QCOMPARE(controller->value(u"sourceVisibles"_s), QJsonValue(5));
+        QVERIFY(obs_sceneitem_visible(items[0]) && !obs_sceneitem_visible(items[1]));
+        controller->set(u"sourceVisibles"_s, 5);
+        QCOMPARE(controller->untilAnswer(), QStringList());
+
+        for (int i = 3; i < 33; ++i) { // now 33 items, A, B and C at the bottom
+            m_stage->host.perform(u"add %1, event 0"_s.arg(i));
+        }
+        controller->untilAnswer();
+        controller->set(u"sourceLocks"_s, 2147483648.0); // bit 31, without a sign: B
+        QCOMPARE(controller->untilAnswer(), (QStringList {u"sceneList"_s, u"sourceLocks"_s}));
+        QVERIFY(obs_sceneitem_locked(items[1]));
+        QCOMPARE(controller->value(u"sourceLocks"_s), QJsonValue(-2147483648.0));
+        controller->set(u"sourceLocks"_s, 1); // the top-most and C; B no more
+        QCOMPARE(controller->untilAnswer().size(), 6);
+        QVERIFY(obs_sceneitem_locked(items[2]) && !obs_sceneitem_locked(items[1]));
+        obs_sceneitem_set_locked(items[2], false);
+        QCOMPARE(controller->read(u"sourceLocks"_s), QJsonValue(0)); // the later item decides
+    }
+
+    void marksThePreviewScene()
+    {
+        const auto controller = m_stage->controller();
+        for (const QString& script : {u"studio 1"_s, u"preview 1"_s, u"studio 0"_s}) {
+            m_stage->host.perform(script);
+            const bool isSecond = script == "preview 1"_L1;
+            const QJsonValue list = controller->read(u"sceneList"_s);
+            QCOMPARE(list[0]["isCurrent"_L1], QJsonValue(!isSecond));
+            QCOMPARE(list[1]["isCurrent"_L1], QJsonValue(isSecond));
+        }
+        QCOMPARE(controller->value(u"previewScene"_s), QJsonValue(u"Größe"_s)); // kept
+        QCOMPARE(controller->value(u"currentScene"_s), QJsonValue(u"Main"_s));
+    }
+
+    void measuresTheRecordingDisk()
+    {
+        const auto controller = m_stage->controller();
+        config_t*& profile = m_stage->host.profile;
+        config_set_string(profile, "SimpleOutput", "FilePath", "/nowhere");
+        config_set_string(profile, "AdvOut", "RecFilePath", "/");
+        config_set_string(profile, "Output", "Mode", "advanced");
+        QCOMPARE(controller->read(u"freeDisk"_s), QJsonValue(u"0.0 MB"_s));
+        config_set_string(profile, "Output", "Mode", "Advanced");
+        QVERIFY(controller->read(u"freeDisk"_s).toString() != "0.0 MB"_L1);
+        config_t* const kept = std::exchange(profile, nullptr);
+        QCOMPARE(controller->read(u"freeDisk"_s), QJsonValue(u"Error"_s));
+        profile = kept;
+    }
+
+    void fitsLargeScenesIntoFrames()
+    {
+        for (int i = 0; i < 150; ++i) {
+            m_stage->host.perform(u"add item %1"_s.arg(i));
+        }
+        Controller controller(m_stage->server.serverPort());
+        const QString state = Controller::namesIn(controller.next().value_or(QJsonObject()));
+        QVERIFY(state.contains("recording {} currentScene"_L1)); // the list alone is too long
+        controller.send({}, true);
+        controller.sendEntries({QJsonObject {{"name"_L1, "recording"_L1}}, QJsonObject {{"name"_L1, "sceneList"_L1}}});
+        QCOMPARE(controller.untilAnswer().mid(0, 2), (QStringList {u"recording"_s, u"sceneList"_s}));
+        QCOMPARE(controller.value(u"sceneList"_s)[0]["sourceList"_L1].toArray().size(), 153);
+    }
+
+    void pushes_data() { addTable(QFINDTESTDATA("pushes.txt"), {"script", "heard"}); }
+
+    void pushes()
+    {
+        QFETCH(QString, script);
+        const bool isForAnyThread = script.endsWith(u'!');
+        for (int onOtherThread = 0; onOtherThread <= (isForAnyThread ? 1 : 0); ++onOtherThread) {
+            m_stage.reset();
+            init();
+            const auto first = m_stage->controller();
+            const auto second = m_stage->controller();
+            const auto change = [&] { m_stage->host.perform(script.remove(u'!').trimmed()); };
+            if (onOtherThread) {
+                Host::onOtherThread(change);
+            } else {
+                change();
+            }
+            QCoreApplication::processEvents();
+            QTEST(first->untilAnswer().join(u' '), "heard"); // a message each
+            QTEST(second->untilAnswer().join(u' '), "heard");
+            compareMaskWithList(*first);
+        }
+    }
+
+    void switchesCollections_data()
+    {
+        QTest::addColumn<QString>("script"); // between CLEANUP and CHANGED
+        QTest::addColumn<QString>("heard");
+        QTest::newRow("nothing announced") << ""
+                                           << "sceneList currentScene transitionsList";
+        QTest::newRow("scene announced") << "event 8, event 24"
+                                         << "sceneList currentScene transitionsList";
+        QTest::newRow("transition announced") << "event 10"
+                                              << "transitionsList sceneList currentScene";
+        QTest::newRow("transitions announced") << "event 12"
+                                               << "transitionsList sceneList currentScene";
+        QTest::newRow("all announced") << "event 12, event 8"
+                                       << "transitionsList sceneList currentScene";
+    }
+
+    void switchesCollections()
+    {
+        QFETCH(const QString, script);
+        FakeFrontEnd& host = m_stage->host;
+        const auto controller = m_stage->controller();
+        const OBSWeakSourceAutoRelease scene = obs_source_get_weak_source(host.scenes[0]);
+        const OBSWeakSourceAutoRelease input = obs_source_get_weak_source(obs_sceneitem_get_source(host.items[0]));
+        const OBSWeakSourceAutoRelease transition = obs_source_get_weak_source(host.transitions[0]);
+        host.perform(u"hide 0, event 34"_s);
+        host.clearCollection();
+        controller->untilAnswer();
+        host.perform(u"event 25"_s);
+        QCOMPARE(controller->untilAnswer(), QStringList());
+        Host::settle();
+        QVERIFY(obs_weak_source_expired(scene) && obs_weak_source_expired(input)
+                && obs_weak_source_expired(transition));
+        for (const char* name : {"currentScene", "currentTransition", "sourceVisibles", "sourceLocks"}) {
+            QCOMPARE(controller->read(QString::fromLatin1(name)), QJsonValue(u""_s));
+        }
+
+        host.items = {Host::addItem(host.addScene("Fresh"), "F")};
+        host.addTransition("Swipe");
+        host.perform(script);
+        host.perform(u"event 13"_s);
+        QTEST(controller->untilAnswer().join(u' '), "heard");
+        QCOMPARE(controller->value(u"currentScene"_s), QJsonValue(u"Fresh"_s));
+        QCOMPARE(controller->value(u"transitionsList"_s)[0]["isCurrent"_L1], QJsonValue(true));
+        host.perform(u"hide 0"_s);
+        QCOMPARE(controller->untilAnswer().join(u' '), u"sceneList sourceVisibles"_s);
+    }
+
+    void letsARemovedSceneGo()
+    {
+        FakeFrontEnd& host = m_stage->host;
+        const auto controller = m_stage->controller();
+        const OBSWeakSourceAutoRelease scene = obs_source_get_weak_source(host.scenes[0]);
+        host.perform(u"end"_s);
+        host.currentScene = host.scenes[1];
+        host.scenes.erase(host.scenes.begin());
+        QCOMPARE(controller->untilAnswer(), QStringList {u"sceneList"_s});
+        QVERIFY(obs_weak_source_expired(scene));
+        controller->set(u"sourceVisibles"_s, 0);
+        QCOMPARE(controller->read(u"currentScene"_s), QJsonValue(u""_s));
+        host.perform(u"event 8"_s);
+        QCOMPARE(controller->read(u"currentScene"_s), QJsonValue(u"Größe"_s));
+    }
+
+    void worksWithoutTheHostsWidgets()
+    {
+        FakeFrontEnd& host = m_stage->host;
+        host.durationBox->setParent(nullptr);
+        const std::unique_ptr<QSpinBox> durationBox(host.durationBox); // answers the host's calls, but is not found
+        for (const bool hasWindow : {true, false}) {
+            host.window.reset(hasWindow ? new QWidget : nullptr);
+            QCOMPARE(FrontEnd().currentScene()->name(), u"Main"_s);
+            host.callbacks.pop_back();
+        }
+    }
+
+private:
+    // The mask speaks of the items in the order of the list.
+    void compareMaskWithList(Controller& controller)
+    {
+        int mask = 0;
+        for (const QJsonValue item : controller.read(u"sceneList"_s)[0]["sourceList"_L1].toArray()) {
+            mask |= int {item["isVisible"_L1].toBool()} << item["sortIndex"_L1].toInt();
+        }
+        if (m_stage->host.currentScene == m_stage->host.scenes[0]) {
+            QCOMPARE(controller.read(u"sourceVisibles"_s), QJsonValue(mask));
+        }
+    }
+
+    static QByteArray contents(const QString& path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : "(not there)"_ba;
+    }
+
+    std::unique_ptr<Stage> m_stage;
+};
+
+QTEST_MAIN(ProtocolTest)
+#include "protocoltest.moc"

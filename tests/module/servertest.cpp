@@ -1,0 +1,214 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "network/networklimits.h"
+#include "network/networkserver.h"
+#include "support/log.h"
+#include "tests/support/controller.h"
+#include "tests/support/logcapture.h"
+
+#include <QElapsedTimer>
+#include <QHostAddress>
+#include <QPointer>
+#include <QTest>
+
+#include <functional>
+
+using namespace Qt::StringLiterals;
+using Ending = std::function<void(std::unique_ptr<NetworkServer>&, Controller&)>;
+Q_DECLARE_METATYPE(Ending)
+
+// Server and connections on real loopback sockets.
+class ServerTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+
+    void init()
+    {
+        m_server = std::make_unique<NetworkServer>(nullptr);
+        m_connections.clear();
+        connect(m_server.get(), &NetworkServer::connectionAdded, this, [this](auto* connection) {
+            logInfo("announced"); // before the server's own line
+            m_connections.append(connection);
+        });
+        m_server->start(0);
+        m_log.take();
+    }
+
+    void tellsPort()
+    {
+        // A port that a 16-bit signed number would show as negative.
+        QTcpServer occupant;
+        quint16 port = 50000;
+        while (!occupant.listen(QHostAddress(QHostAddress::LocalHost), port)) {
+            ++port;
+        }
+        m_server->stop();
+        m_server->start(port);
+        QVERIFY(!m_server->isListening());
+        occupant.close();
+        m_server->start(port);
+        QCOMPARE(m_log.take().join(u'/').remove(QString::number(port)),
+                 u"Server failed to listen on localhost, port /Server listening on localhost, port "_s);
+        QCOMPARE(m_server->serverAddress(), QHostAddress(QHostAddress::LocalHost));
+    }
+
+    void relaysAndWrites()
+    {
+        QVERIFY(!m_server->writeAll(QJsonObject())); // nobody there
+        const auto first = connectController();
+        const auto second = connectController();
+        QCOMPARE(takeLog(), u"announced/Added new connection/announced/Added new connection"_s);
+        connect(m_server.get(), &NetworkServer::receivedJson, this, [this](QJsonObject json, auto* connection) {
+            json["from"_L1] = m_connections.indexOf(connection);
+            QVERIFY(m_server->write(connection, json));
+        });
+        second->sendBytes("0008{\"n\":22}0008{\"n\":33}");
+        first->send({{"n"_L1, 11}});
+        QCOMPARE(second->next(), (QJsonObject {{"n"_L1, 22}, {"from"_L1, 1}}));
+        QCOMPARE(second->next(), (QJsonObject {{"n"_L1, 33}, {"from"_L1, 1}}));
+        QCOMPARE(first->next(), (QJsonObject {{"n"_L1, 11}, {"from"_L1, 0}}));
+        QVERIFY(m_server->writeAll(QJsonObject {{"all"_L1, true}}));
+        QCOMPARE(first->next(), (QJsonObject {{"all"_L1, true}}));
+        QCOMPARE(second->next(), (QJsonObject {{"all"_L1, true}}));
+        QCOMPARE(takeLog(), u""_s);
+    }
+
+    void endsConnection_data()
+    {
+        // What happens once the socket has reported its end, and what a handler writes to it then.
+        const auto reported = u"Connection removed/told/NetworkConnection::write failed, disconnecting/Deleting dead "
+                              "connection"_s;
+        const auto failed = u"/NetworkConnection::readData failed/"_s + reported;
+        QTest::addColumn<Ending>("ending");
+        QTest::addColumn<QString>("logged");
+        QTest::newRow("peer closes") << Ending([](auto&, auto& peer) { peer.close(); }) << reported;
+        QTest::newRow("not a number") << Ending([](auto&, auto& peer) { peer.sendBytes("abcd"); })
+                                      << "Malformed expectant bytes: abcd\n"_L1 + failed;
+        QTest::newRow("not an object") << Ending([](auto&, auto& peer) { peer.sendBytes("0002[]0002{}"); })
+                                       << "Malformed json: []"_L1 + failed;
+        QTest::newRow("server stops") << Ending([](auto& server, auto&) { server->stop(); }) << reported;
+        QTest::newRow("server is destroyed") << Ending([](auto& server, auto&) { server.reset(); }) << "";
+        const auto writeOn = [](auto& server, auto&) {
+            const QJsonObject json {{"a"_L1, QString(9000, u'a')}};
+            for (qint64 sent = 0; sent <= NetworkLimits::maximumUnsent_bytes + 20'000; sent += 9000) {
+                server->writeAll(json);
+            }
+        };
+        QTest::newRow("peer does not read")
+            << Ending(writeOn) << "NetworkConnection::write failed, disconnecting/Deleting dead connection";
+    }
+
+    void endsConnection()
+    {
+        QFETCH(const Ending, ending);
+        const auto controller = connectController();
+        int received = 0;
+        connect(m_server.get(), &NetworkServer::receivedJson, this, [&received] { ++received; });
+        connect(m_server.get(), &NetworkServer::connectionRemoved, this, [this](const auto* connection) {
+            QCOMPARE(connection, m_connections.constFirst().get());
+            logInfo("told");
+            QVERIFY(m_server->writeAll(QJsonObject())); // the dead connection is still there
+        });
+        takeLog();
+        ending(m_server, *controller);
+        QTRY_VERIFY(!m_connections.constFirst());
+        QTEST(takeLog(), "logged");
+        QCOMPARE(received, 0);
+        QTRY_VERIFY(!controller->isConnected());
+    }
+
+    void disconnectsTheSilent()
+    {
+        using namespace std::chrono_literals;
+        QElapsedTimer elapsed;
+        elapsed.start();
+        const auto silent = connectController();
+        const auto halfFrames = connectController(); // bytes alone are no sign of life, nor are messages to it
+        const auto alive = connectController();
+        takeLog();
+        QTimer traffic;
+        connect(&traffic, &QTimer::timeout, this, [&] {
+            halfFrames->sendBytes("9");
+            m_server->writeAll(QJsonObject());
+        });
+        traffic.start(900ms);
+        QTimer::singleShot(3s, &traffic, [&alive] { alive->send({}); });
+        halfFrames->sendBytes("9999{");
+        QTRY_VERIFY_WITH_TIMEOUT(!m_connections.at(0) && !m_connections.at(1), 8000);
+        QVERIFY(elapsed.durationElapsed() >= NetworkLimits::aliveLimit);
+        QVERIFY(elapsed.durationElapsed() < NetworkLimits::aliveLimit + 1s);
+        QVERIFY(m_connections.at(2) && alive->isConnected());
+        const QString each = u"Connection alive expired. Disconnecting!/Connection removed/Deleting dead connection"_s;
+        QStringList expected = (each + u'/' + each).split(u'/');
+        QStringList logged = m_log.take();
+        logged.sort(); // the two expire in one pass or in two
+        expected.sort();
+        QCOMPARE(logged, expected);
+    }
+
+    void survivesNestedEventLoop_data()
+    {
+        QTest::addColumn<Ending>("ending");
+        QTest::newRow("peer stays") << Ending();
+        QTest::newRow("peer closes") << Ending([](auto&, auto& peer) { peer.close(); });
+        QTest::newRow("server stops") << Ending([](auto& server, auto&) { server->stop(); });
+        QTest::newRow("server is destroyed") << Ending([](auto& server, auto&) { server.reset(); });
+    }
+
+    void survivesNestedEventLoop()
+    {
+        QFETCH(const Ending, ending);
+        for (const bool isInIdlePass : {false, true}) {
+            init();
+            const auto controller = connectController();
+            const auto bystander = connectController();
+            int handled = 0;
+            connect(m_server.get(), &NetworkServer::receivedJson, this, [&](const auto&, const auto* connection) {
+                if (++handled > 1) {
+                    return;
+                }
+                // As in a modal dialog of the host: the peer sends more, it and another end, and idle passes run.
+                controller->send({});
+                if (ending) {
+                    ending(m_server, *controller);
+                }
+                bystander->close();
+                QTRY_VERIFY(!m_connections.at(1));
+                QCOMPARE(m_connections.at(0).get(), connection);
+                QCOMPARE(handled, 1);
+            });
+            controller->send({});
+            if (isInIdlePass) {
+                m_server->idle(); // the bytes are in the kernel, the event loop has not turned
+                QVERIFY(handled > 0);
+            }
+            if (ending) {
+                QTRY_VERIFY(handled > 0 && !m_connections.at(0));
+            } else {
+                QTRY_COMPARE(handled, 2); // without any further byte
+                QVERIFY(controller->isConnected());
+            }
+        }
+    }
+
+private:
+    std::unique_ptr<Controller> connectController()
+    {
+        const qsizetype before = m_connections.size();
+        auto controller = std::make_unique<Controller>(m_server->serverPort());
+        if (!QTest::qWaitFor([&] { return m_connections.size() > before; })) {
+            qFatal("the server does not accept");
+        }
+        return controller;
+    }
+
+    QString takeLog() { return m_log.take().join(u'/'); }
+
+    LogCapture m_log;
+    std::unique_ptr<NetworkServer> m_server;
+    QList<QPointer<NetworkConnection>> m_connections; // in the order of their announcement
+};
+
+QTEST_GUILESS_MAIN(ServerTest)
+#include "servertest.moc"

@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "controller.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QHostAddress>
+#include <QJsonDocument>
+#include <QTimer>
+
+#include <chrono>
+
+using namespace Qt::StringLiterals;
+
+// Turns the event loop until the condition holds or too much time has passed.
+template<typename Condition>
+static bool waitUntil(Condition condition)
+{
+    using namespace std::chrono_literals;
+    const QDeadlineTimer limit(5s);
+    QTimer wakeUp; // in case that nothing else does
+    wakeUp.start(100ms);
+    while (!condition() && !limit.hasExpired()) {
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+    return condition();
+}
+
+Controller::Controller(quint16 port)
+{
+    m_socket.connectToHost(QHostAddress(QHostAddress::LocalHost), port);
+    waitUntil([this] { return isConnected() || m_socket.state() == QAbstractSocket::UnconnectedState; });
+}
+
+void Controller::sendBytes(const QByteArray& bytes)
+{
+    m_socket.write(bytes);
+    m_socket.flush();
+}
+
+void Controller::send(const QJsonObject& json, bool inLongFrame)
+{
+    const QByteArray body = QJsonDocument(json).toJson(QJsonDocument::Compact);
+    const QByteArray length = QByteArray::number(body.size());
+    sendBytes((inLongFrame ? "####" + length.rightJustified(8, '0') : length.rightJustified(4, '0')) + body);
+}
+
+void Controller::set(const QString& name, const QJsonValue& value)
+{
+    QJsonObject entry {{"type"_L1, "set"_L1}, {"name"_L1, name}, {"value"_L1, value}}; // takes no undefined value
+    sendEntries({entry});
+}
+
+std::optional<QJsonObject> Controller::next()
+{
+    return waitUntil([this] { return takeMessage(); }) ? std::optional(m_messages.takeFirst()) : std::nullopt;
+}
+
+bool Controller::takeMessage()
+{
+    m_input += m_socket.readAll();
+    while (m_messages.isEmpty()) {
+        const qsizetype header = m_input.startsWith("####") ? 12 : 4;
+        const qsizetype length = m_input.first(std::min(header, m_input.size())).replace('#', "").toInt();
+        if (m_input.size() < header || m_input.size() < header + length) {
+            return false;
+        }
+        m_messages.append(QJsonDocument::fromJson(m_input.mid(header, length)).object());
+        m_input.remove(0, header + length);
+        for (const QJsonValue entry : m_messages.constLast().value("values"_L1).toArray()) {
+            m_values.insert(entry["name"_L1].toString(), entry["value"_L1]);
+        }
+    }
+    return true;
+}
+
+QStringList Controller::untilAnswer()
+{
+    sendEntries({QJsonObject {{"name"_L1, "fps"_L1}}});
+    QStringList heard;
+    while (const std::optional<QJsonObject> message = next()) {
+        if (namesIn(*message) == "fps"_L1) {
+            return heard;
+        }
+        heard.append(namesIn(*message));
+    }
+    return heard << u"(no answer)"_s;
+}
+
+QJsonValue Controller::read(const QString& name)
+{
+    m_values.remove(name);
+    sendEntries({QJsonObject {{"name"_L1, name}}});
+    untilAnswer();
+    return value(name);
+}
+
+QString Controller::namesIn(const QJsonObject& message)
+{
+    bool isWellFormed = message.keys() == QStringList {u"values"_s};
+    QStringList names;
+    for (const QJsonValue element : message.value("values"_L1).toArray()) {
+        const QJsonObject entry = element.toObject();
+        names.append(entry.isEmpty() ? u"{}"_s : entry.value("name"_L1).toString());
+        isWellFormed &= entry.isEmpty()
+            || (entry.keys() == QStringList {u"name"_s, u"type"_s, u"value"_s} && entry["type"_L1] == "set"_L1);
+    }
+    return names.join(' '_L1) + (isWellFormed ? u""_s : u" (malformed)"_s);
+}

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#pragma once
+
+#include <QHash>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QStringList>
+#include <QTcpSocket>
+
+#include <optional>
+
+// A controller on a real loopback socket, with a decoder of its own. Its waits turn the event loop, and so the server.
+class Controller
+{
+public:
+    explicit Controller(quint16 port);
+
+    bool isConnected() const { return m_socket.state() == QAbstractSocket::ConnectedState; }
+
+    // Sent into the kernel at once; the event loop does not turn.
+    void sendBytes(const QByteArray& bytes);
+    void send(const QJsonObject& json, bool inLongFrame = false);
+
+    void sendEntries(const QJsonArray& entries) { send({{QLatin1StringView("values"), entries}}); }
+
+    // Without a value when it is undefined.
+    void set(const QString& name, const QJsonValue& value);
+
+    void close() { m_socket.abort(); }
+
+    // The next message, waiting for it; nothing when none comes.
+    std::optional<QJsonObject> next();
+
+    // Everything that comes before the answer to a read sent now, each message as the names of its entries
+    // ("sceneList"). Proves a silence without waiting for it. "fps" is read for this, since it is never pushed.
+    QStringList untilAnswer();
+
+    QJsonValue read(const QString& name);
+
+    // As it was last received.
+    QJsonValue value(const QString& name) const { return m_values.value(name); }
+
+    // The names of a message's entries; "{}" for an empty entry, and marked if it is not what we send to controllers.
+    static QString namesIn(const QJsonObject& message);
+
+private:
+    bool takeMessage();
+
+    QTcpSocket m_socket;
+    QByteArray m_input;
+    QList<QJsonObject> m_messages;
+    QHash<QString, QJsonValue> m_values;
+};

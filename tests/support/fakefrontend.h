@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#pragma once
+
+#include <QListWidget>
+#include <QSpinBox>
+#include <QStringList>
+#include <QWidget>
+
+#include <memory>
+#include <vector>
+
+#include <obs-frontend-api.h>
+#include <obs.hpp>
+#include <util/config-file.h>
+
+// The host's front end, played in the test's own process on real sources. The front-end functions that we use are
+// defined beside it and answer from its state; commands are noted and raise the events that the host raises, in the
+// host's order. One at a time.
+class FakeFrontEnd
+{
+public:
+    // The program scene "Main" with the items A, B and C from the top, the scene "Größe", the transitions "Cut" (the
+    // current one, 300 ms) and "Fade".
+    FakeFrontEnd();
+    ~FakeFrontEnd();
+    Q_DISABLE_COPY_MOVE(FakeFrontEnd)
+
+    // At the end of the list, and in the window's; the first becomes the current one.
+    obs_scene_t* addScene(const char* name);
+    void addTransition(const char* name);
+
+    // Everything of the scene collection goes, as the host empties it before CLEANUP.
+    void clearCollection();
+
+    // Calls the registered callbacks as the host does, from the last to the first, whatever they do to the list.
+    void raise(int event);
+
+    // What a user or another plug-in does, as verbs with an argument: "hide 0, event 8". See the table of verbs.
+    void perform(const QString& script);
+
+    std::vector<OBSSource> scenes;
+    std::vector<obs_sceneitem_t*> items; // of the first scene, from the top
+    std::vector<OBSSource> transitions;
+    OBSSource currentScene;
+    OBSSource previewScene;
+    OBSSource currentTransition;
+    bool isStreaming = false;
+    bool isRecording = false;
+    bool isStudioMode = false;
+    bool isSpinBoxSilent = false; // newer hosts set the spin box with its signals blocked
+    config_t* profile = nullptr;  // owned
+    std::unique_ptr<QWidget> window = std::make_unique<QWidget>();
+    QSpinBox* durationBox = new QSpinBox(new QWidget(window.get()));
+    QListWidget* sceneList = new QListWidget(new QWidget(window.get()));
+    QStringList commands; // "set_current_scene Main", in order
+    std::vector<std::pair<obs_frontend_event_cb, void*>> callbacks;
+
+private:
+    // A row of the window's scene list, taken out at the first index and put in at the second; a new one when there is
+    // none, gone when there is one.
+    void moveRow(const QStringList& fromTo);
+};

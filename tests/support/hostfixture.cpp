@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "hostfixture.h"
+
+#include <cstdarg>
+#include <thread>
+
+namespace {
+
+constexpr char inputId[] = "test_input";
+constexpr char transitionId[] = "test_transition";
+constexpr char outputId[] = "test_output";
+
+template<typename Info>
+Info typeInfo(const char* id)
+{
+    Info info {};
+    info.id = id;
+    info.get_name = [](void*) { return "Test"; };
+    info.create = [](obs_data_t*, auto* context) { return static_cast<void*>(context); };
+    info.destroy = [](void*) {};
+    return info;
+}
+
+void registerTypes()
+{
+    auto input = typeInfo<obs_source_info>(inputId);
+    input.output_flags = OBS_SOURCE_VIDEO;
+    input.get_width = input.get_height = [](void*) { return 16U; };
+    input.video_render = [](void*, gs_effect_t*) {};
+    obs_register_source(&input);
+
+    auto transition = typeInfo<obs_source_info>(transitionId);
+    transition.type = OBS_SOURCE_TYPE_TRANSITION;
+    transition.video_render = [](void*, gs_effect_t*) {};
+    transition.audio_render = [](void*, uint64_t*, obs_source_audio_mix*, uint32_t, size_t, size_t) { return false; };
+    obs_register_source(&transition);
+
+    auto output = typeInfo<obs_output_info>(outputId);
+    output.flags = OBS_OUTPUT_VIDEO;
+    output.start = [](void* data) { return obs_output_begin_data_capture(static_cast<obs_output_t*>(data), 0); };
+    output.stop = [](void* data, uint64_t) { obs_output_end_data_capture(static_cast<obs_output_t*>(data)); };
+    output.raw_video = [](void*, video_data*) {};
+    output.get_dropped_frames = [](void*) { return 7; };
+    output.get_congestion = [](void*) { return 0.125F; };
+    obs_register_output(&output);
+}
+
+void reportErrors(int level, const char* format, va_list arguments, void* /*parameter*/)
+{
+    if (level <= LOG_ERROR) {
+        qWarning("%s", qPrintable(QString::vasprintf(format, arguments)));
+    }
+}
+
+} // namespace
+
+namespace Host {
+
+bool start()
+{
+    base_set_log_handler(reportErrors, nullptr);
+    if (!obs_startup("en-US", nullptr, nullptr)) {
+        return false;
+    }
+    registerTypes();
+    return true;
+}
+
+bool startVideo()
+{
+    obs_video_info info {};
+    info.graphics_module = "libobs-opengl";
+    info.fps_num = 30000;
+    info.fps_den = 1001;
+    info.base_width = info.output_width = 640;
+    info.base_height = info.output_height = 360;
+    info.output_format = VIDEO_FORMAT_NV12;
+    info.gpu_conversion = true;
+    return obs_reset_video(&info) == OBS_VIDEO_SUCCESS;
+}
+
+void settle()
+{
+    // What a source's end releases is queued behind it: the items of a scene, what they show.
+    constexpr int depth = 3;
+    for (int i = 0; i < depth; ++i) {
+        obs_queue_task(
+            OBS_TASK_DESTROY, [](void*) {}, nullptr, true);
+    }
+}
+
+long stop()
+{
+    if (!obs_initialized()) {
+        return -1;
+    }
+    settle();
+    obs_shutdown();
+    return bnum_allocs();
+}
+
+OBSSourceAutoRelease transition(const char* name)
+{
+    return obs_source_create(transitionId, name, nullptr, nullptr);
+}
+
+obs_sceneitem_t* addItem(obs_scene_t* scene, const char* name)
+{
+    const OBSSourceAutoRelease source = obs_source_create(inputId, name, nullptr, nullptr);
+    return obs_scene_add(scene, source);
+}
+
+OBSOutputAutoRelease output(const char* name)
+{
+    return obs_output_create(outputId, name, nullptr, nullptr);
+}
+
+void raise(obs_source_t* source, const char* signal, const std::function<void(calldata_t*)>& addArguments)
+{
+    calldata_t arguments;
+    calldata_init(&arguments);
+    calldata_set_ptr(&arguments, "source", source);
+    calldata_set_ptr(&arguments, "scene", obs_scene_from_source(source));
+    if (addArguments) {
+        addArguments(&arguments);
+    }
+    signal_handler_signal(obs_source_get_signal_handler(source), signal, &arguments);
+    calldata_free(&arguments);
+}
+
+void onOtherThread(const std::function<void()>& function)
+{
+    std::thread(function).join();
+}
+
+} // namespace Host

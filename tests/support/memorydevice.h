@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#pragma once
+
+#include <QIODevice>
+
+#include <algorithm>
+#include <limits>
+
+// A socket's place in a test: hands out what it was fed, in pieces if asked to, and keeps what is written to it.
+class MemoryDevice : public QIODevice
+{
+public:
+    explicit MemoryDevice(qint64 bytesPerRead = std::numeric_limits<qint64>::max())
+        : m_bytesPerRead(bytesPerRead)
+    {
+        open(ReadWrite | Unbuffered);
+    }
+
+    bool isSequential() const override { return true; }
+
+    qint64 bytesAvailable() const override { return input.size() + pretended; }
+
+    QByteArray input;
+    QByteArray output;
+    qint64 pretended = 0;                                // bytes claimed beyond those that a read can give
+    int writesAllowed = std::numeric_limits<int>::max(); // all later ones fail
+
+protected:
+    qint64 readData(char* data, qint64 maximum) override
+    {
+        const qint64 count = std::min({maximum, m_bytesPerRead, static_cast<qint64>(input.size())});
+        std::copy_n(input.cbegin(), count, data);
+        input.remove(0, count);
+        return count;
+    }
+
+    qint64 writeData(const char* data, qint64 length) override
+    {
+        if (writesAllowed-- <= 0) {
+            return -1;
+        }
+        output.append(data, length);
+        return length;
+    }
+
+private:
+    qint64 m_bytesPerRead;
+};

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#pragma once
+
+#include <QFile>
+#include <QStringList>
+#include <QTest>
+
+// Fills a test's rows from a text table beside its source: lines "name | cell | cell", all of them texts.
+inline void addTable(const QString& path, std::initializer_list<const char*> columns)
+{
+    for (const char* column : columns) {
+        QTest::addColumn<QString>(column);
+    }
+    QFile table(path);
+    if (!table.open(QIODevice::ReadOnly)) {
+        qFatal("no table %s", qPrintable(path));
+    }
+    const QStringList lines = QString::fromUtf8(table.readAll()).split(u'\n');
+    for (const QString& line : lines) {
+        const QStringList cells = line.split(u'|');
+        if (line.isEmpty() || line.startsWith(u'#')) {
+            continue;
+        }
+        if (cells.size() != static_cast<qsizetype>(columns.size()) + 1) {
+            qFatal("a line with other columns: %s", qPrintable(line));
+        }
+        QTestData& row = QTest::newRow(qPrintable(cells.constFirst().trimmed()));
+        for (const QString& cell : cells.mid(1)) {
+            row << cell.trimmed();
+        }
+    }
+}

@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "network/networkreader.h"
+#include "network/networkwriter.h"
+#include "tests/support/logcapture.h"
+#include "tests/support/memorydevice.h"
+
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+// The frames of both directions, on a device in memory.
+class FramesTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+
+    void readsAnySplit_data()
+    {
+        QTest::addColumn<qint64>("bytesPerRead");
+        QTest::newRow("a read gives everything") << qint64 {1000};
+        QTest::newRow("a read gives one byte") << qint64 {1};
+        QTest::newRow("a read gives three bytes") << qint64 {3};
+    }
+
+    void readsAnySplit()
+    {
+        QFETCH(const qint64, bytesPerRead);
+        const QJsonObject text {{"name"_L1, u"Größe €😀"_s}};
+        MemoryDevice wire;
+        QVERIFY(NetworkWriter(&wire).write(text));
+        const QList<qsizetype> ends {wire.output.size(), wire.output.size() + 19, wire.output.size() + 25};
+        const QByteArray bytes = wire.output + "####00000007{\"n\":1}0002{}";
+
+        for (const qsizetype piece : {qsizetype {1}, qsizetype {2}, qsizetype {7}, bytes.size()}) {
+            for (qsizetype offset = 1; offset <= bytes.size(); ++offset) {
+                MemoryDevice device(bytesPerRead);
+                NetworkReader reader(&device);
+                QList<QJsonObject> read;
+                connect(&reader, &NetworkReader::receivedJson, this, [&](const auto& json) { read.append(json); });
+                for (qsizetype fed = 0; fed < bytes.size();) {
+                    const qsizetype length = fed == 0 ? offset : std::min(piece, bytes.size() - fed);
+                    device.input += bytes.mid(fed, length);
+                    fed += length;
+                    QVERIFY(reader.readFrames());
+                    const auto isComplete = [fed](qsizetype end) { return end <= fed; };
+                    QCOMPARE(read.size(), std::count_if(ends.begin(), ends.end(), isComplete));
+                }
+                QCOMPARE(read, (QList {text, QJsonObject {{"n"_L1, 1}}, QJsonObject()}));
+            }
+        }
+        QCOMPARE(m_log.take(), QStringList());
+    }
+
+    void readsFrame_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("logged"); // empty: read
+        const auto length = [](const char* header) {
+            QTest::addRow("length '%s'", header)
+                << QByteArray(header) << "Malformed expectant bytes: %1\n"_L1.arg(QLatin1StringView(header));
+        };
+        for (const char* header : {"-001", "12ab", "0x1f", "    ", "+  4", "###0", "####0000002x", "####      2{",
+                                   "####-0000001", "####01048577"}) {
+            length(header);
+        }
+        for (const char* frame : {"0002{}", "+002{}", " 2  {}", "0009{\"a\":\"\xff\"}", "####00000002{}"}) {
+            QTest::addRow("frame %s", frame) << QByteArray(frame) << "";
+        }
+        QTest::newRow("length 0") << "0000"_ba
+                                  << "Malformed json: ";
+        QTest::newRow("length -0") << "-000"_ba
+                                   << "Malformed json: ";
+        QTest::newRow("array") << "0005[1,2]"_ba
+                               << "Malformed json: [1,2]";
+        QTest::newRow("scalar") << "0004true"_ba
+                                << "Malformed json: true";
+        QTest::newRow("syntax error") << "0002{]"_ba
+                                      << "Malformed json: {]";
+        QTest::newRow("bytes after the object") << "0003{}x"_ba
+                                                << "Malformed json: {}x";
+        QTest::newRow("not UTF-8") << "0002\xff\xfe"_ba << u"Malformed json: \ufffd\ufffd"_s;
+    }
+
+    void readsFrame()
+    {
+        QFETCH(const QByteArray, bytes);
+        QFETCH(const QString, logged);
+        MemoryDevice device;
+        NetworkReader reader(&device);
+        int count = 0;
+        connect(&reader, &NetworkReader::receivedJson, this, [&count] { ++count; });
+        device.input = bytes + "0002{}";
+        QCOMPARE(reader.readFrames(), logged.isEmpty());
+        QCOMPARE(count, logged.isEmpty() ? 2 : 0); // nothing after a failure
+        QCOMPARE(m_log.take().join(u'/'), logged);
+    }
+
+    void failsWithoutHeaderBytes()
+    {
+        MemoryDevice device;
+        NetworkReader reader(&device);
+        QVERIFY(reader.readFrames()); // nothing there is no failure
+        device.pretended = 1;
+        QVERIFY(!reader.readFrames());
+        QCOMPARE(m_log.take(), QStringList {u"No header bytes found"_s});
+    }
+
+    void survivesItsEndInAHandler()
+    {
+        MemoryDevice device;
+        device.input = "0002{}0002{}";
+        auto reader = std::make_unique<NetworkReader>(&device);
+        connect(reader.get(), &NetworkReader::receivedJson, this, [&reader] { reader.reset(); });
+        QVERIFY(reader->readFrames());
+        QVERIFY(!reader);
+        QCOMPARE(device.input, "0002{}"_ba);
+    }
+
+    void writes_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QByteArray>("header"); // "": refused, until the peer has sent a long frame itself
+        QTest::addColumn<QByteArray>("longHeader");
+        QTest::newRow("two bytes a letter") << u"äöü"_s << "0014"_ba
+                                            << "0014"_ba;
+        QTest::newRow("longest") << QString(9991, u'x') << "9999"_ba
+                                 << "9999"_ba;
+        QTest::newRow("too long by a byte") << QString(9992, u'x') << ""_ba
+                                            << "####00010000"_ba;
+        QTest::newRow("too long in bytes only") << QString(4996, u'ä') << ""_ba
+                                                << "####00010000"_ba;
+    }
+
+    void writes()
+    {
+        QFETCH(const QString, text);
+        QFETCH(const QByteArray, header);
+        QFETCH(const QByteArray, longHeader);
+        const QJsonObject json {{"a"_L1, text}};
+        const QByteArray body = NetworkWriter::encode(json);
+        MemoryDevice device;
+        NetworkWriter writer(&device);
+        // A message that is refused leaves the stream in step.
+        QVERIFY(writer.write(json) && writer.write(QJsonObject()));
+        QCOMPARE(device.output, (header.isEmpty() ? ""_ba : header + body) + "0002{}");
+        const QString refusal = u"Warning: NetworkWriter refusing to write %1 bytes"_s.arg(body.size());
+        QCOMPARE(m_log.take().join(u'/'), header.isEmpty() ? refusal : u""_s);
+        device.output.clear();
+        writer.setLongFrames(true);
+        QVERIFY(writer.write(json));
+        QCOMPARE(device.output, longHeader + body);
+    }
+
+    void reportsRefusedWrites()
+    {
+        for (const int allowed : {0, 1}) {
+            MemoryDevice device;
+            device.writesAllowed = allowed;
+            QVERIFY(!NetworkWriter(&device).write(QJsonObject()));
+            QCOMPARE(device.output, allowed == 0 ? ""_ba : "0002"_ba);
+        }
+        QCOMPARE(m_log.take(), QStringList());
+    }
+
+private:
+    LogCapture m_log;
+};
+
+QTEST_GUILESS_MAIN(FramesTest)
+#include "framestest.moc"

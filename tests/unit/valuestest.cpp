@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "model/output.h"
+#include "protocol/displaytext.h"
+#include "protocol/itemmask.h"
+#include "protocol/messagepacker.h"
+#include "protocol/wholenumber.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTest>
+
+#include <limits>
+
+using namespace Qt::StringLiterals;
+
+// How controllers' numbers are taken, how the host's are shown, and how entries are packed.
+class ValuesTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+
+    void convertsNumbers_data()
+    {
+        QTest::addColumn<QString>("number"); // as a 32-bit number; empty: does not convert
+        QTest::addColumn<QString>("mask");
+        for (const char* text : {"1", "-1", "2147483647", "-2147483648"}) {
+            QTest::newRow(text) << text << text;
+        }
+        QTest::newRow("1.0") << "1"
+                             << "1";
+        QTest::newRow("2147483648") << ""
+                                    << "-2147483648"; // without a sign
+        QTest::newRow("4294967295") << ""
+                                    << "-1";
+        for (const char* text : {"4294967296", "-2147483649", "1000000000000000000", "1e300", "2.5", "\"1\"", "true",
+                                 "null", "[1]", "{}"}) {
+            QTest::newRow(text) << ""
+                                << "";
+        }
+    }
+
+    void convertsNumbers()
+    {
+        const QByteArray json = QByteArray("[") + QTest::currentDataTag() + "]";
+        const QVariant value(QJsonDocument::fromJson(json)[0]);
+        const auto number = wholeNumber(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
+        const auto mask = ItemMask::fromVariant(value);
+        QTEST(number ? QString::number(*number) : u""_s, "number");
+        QTEST(mask ? QString::number(mask->value()) : u""_s, "mask");
+        QVERIFY(!ItemMask::fromVariant(QVariant(QJsonValue(QJsonValue::Undefined))));
+    }
+
+    void sharesMaskBits()
+    {
+        ItemMask mask;
+        mask.setBit(0, true);
+        mask.setBit(31, true);
+        QCOMPARE(mask.value(), std::numeric_limits<qint32>::min() + 1);
+        QVERIFY(mask.bit(32) && mask.bit(63) && !mask.bit(33));
+        mask.setBit(32, false); // the later position decides
+        QCOMPARE(mask.value(), std::numeric_limits<qint32>::min());
+    }
+
+    void showsStatistics_data()
+    {
+        constexpr quint64 gigabyte = 1'073'741'824;
+        constexpr quint64 terabyte = 1'099'511'627'776;
+        QTest::addColumn<QString>("shown");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("cpu, two digits") << DisplayText::cpuUsage(12.34) << "12%";
+        QTest::newRow("cpu, one decimal") << DisplayText::cpuUsage(5.67) << "5.7%";
+        QTest::newRow("cpu, full") << DisplayText::cpuUsage(100) << "1e+02%";
+        QTest::newRow("memory has one unit") << DisplayText::memory(2 * gigabyte) << "2048.0 MB";
+        QTest::newRow("disk, megabytes") << DisplayText::freeDisk(123'456'789) << "117.7 MB";
+        QTest::newRow("disk, 1 GB") << DisplayText::freeDisk(gigabyte) << "1024.0 MB";
+        QTest::newRow("disk, above 1 GB") << DisplayText::freeDisk(gigabyte + 1) << "1.0 GB";
+        QTest::newRow("disk, gigabytes") << DisplayText::freeDisk(536'870'912'000) << "500.0 GB";
+        QTest::newRow("disk, 1 TB") << DisplayText::freeDisk(terabyte) << "1024.0 GB";
+        QTest::newRow("disk, above 1 TB") << DisplayText::freeDisk(terabyte + 1) << "1.0 TB";
+        QTest::newRow("disk, 64 bits") << DisplayText::freeDisk(quint64 {1} << 63) << "8388444.2 TB";
+        QTest::newRow("time, truncated") << Output::elapsedTimeText(33'333'333, 5'400) << "00:02:59";
+        QTest::newRow("time, full minute") << Output::elapsedTimeText(33'333'333, 5'401) << "00:03:00";
+        QTest::newRow("time, before the hour") << Output::elapsedTimeText(16'666'666, 216'000) << "00:59:59";
+        QTest::newRow("time, full hour") << Output::elapsedTimeText(16'666'666, 216'001) << "01:00:00";
+        QTest::newRow("time, 100 hours") << Output::elapsedTimeText(1'000'000'000, 360'000) << "100:00:00";
+    }
+
+    void showsStatistics()
+    {
+        QFETCH(const QString, shown);
+        QTEST(shown, "expected");
+    }
+
+    void packsEntries()
+    {
+        const auto entry = [](int length) { return QByteArray(length, 'x'); }; // what it holds does not matter
+        const auto body = [](const QByteArray& entries) { return "{\"values\":[" + entries + "]}"; };
+        for (const bool accepts : {true, false}) {
+            QList<qsizetype> asked;
+            MessagePacker packer([&](qsizetype length) {
+                asked.append(length);
+                return accepts;
+            });
+            QVERIFY(packer.takeBodies().isEmpty());
+            packer.append(entry(5000));
+            packer.append(entry(4985)); // together with the comma: 9999 bytes
+            packer.append(entry(1));
+            packer.append(entry(9987)); // too long by a byte, for itself
+            packer.append(entry(9986));
+            const QList<QByteArray> ends = accepts ? QList {body("x"), body(entry(9987)), body(entry(9986))}
+                                                   : QList {body("x,{}"), body(entry(9986))};
+            QCOMPARE(packer.takeBodies(), QList {body(entry(5000) + ',' + entry(4985))} + ends);
+            QCOMPARE(asked, QList<qsizetype> {10000});
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(ValuesTest)
+#include "valuestest.moc"

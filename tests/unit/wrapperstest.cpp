@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "model/scene.h"
+#include "model/signalqueue.h"
+#include "model/transition.h"
+#include "tests/support/fakefrontend.h"
+#include "tests/support/hostfixture.h"
+
+#include <QTest>
+
+#include <thread>
+
+using namespace Qt::StringLiterals;
+
+// Wrappers around sources, scenes and items of the real libobs. What they tell of each change is seen in the protocol.
+class WrappersTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+
+    void initTestCase() { QVERIFY2(Host::start(), "libobs did not start; is there a display?"); }
+
+    void cleanupTestCase() { QCOMPARE(Host::stop(), 0); }
+
+    void init()
+    {
+        m_heard = 0;
+        m_host = std::make_unique<FakeFrontEnd>();
+        m_wrapper = std::make_unique<Scene>(source(), &m_queue);
+        listenTo(*m_wrapper);
+    }
+
+    void cleanup()
+    {
+        m_wrapper.reset();
+        m_host.reset();
+    }
+
+    void onlyRecordsInCallbacks()
+    {
+        m_host->perform(u"hide 0, remove 2, add D, lock 1, rename New, signal refresh"_s);
+        QCOMPARE(m_heard, 0);
+        QCOMPARE(itemsOf(*m_wrapper), u"ABC"_s);
+        m_queue.deliver();
+        QCOMPARE(m_heard, 6);
+        QCOMPARE(itemsOf(*m_wrapper), u"DAB"_s);
+    }
+
+    void ignoresOthers()
+    {
+        // Signals that speak of another scene, and signals without their arguments.
+        obs_source_t* other = m_host->scenes[1];
+        for (const char* signal : {"remove", "rename", "item_add", "item_remove", "reorder"}) {
+            Host::raise(source(), signal, [&](calldata_t* arguments) {
+                calldata_set_ptr(arguments, "source", other);
+                calldata_set_ptr(arguments, "scene", obs_scene_from_source(other));
+                calldata_set_ptr(arguments, "item", m_host->items[0]);
+            });
+        }
+        m_host->perform(u"signal enable, signal item_add, signal item_remove, signal item_visible"_s);
+        m_queue.deliver();
+        QCOMPARE(m_heard, 0);
+    }
+
+    void snapshotHearsNothing()
+    {
+        Scene snapshot(source());
+        m_wrapper.reset();
+        listenTo(snapshot);
+        m_host->perform(u"add D, signal rename, hide 0, lock 0"_s);
+        QCoreApplication::processEvents();
+        QCOMPARE(m_heard, 0);
+        QCOMPARE(itemsOf(snapshot), u"ABC"_s);
+    }
+
+    void fallsBackWithoutSource()
+    {
+        const Scene scene(nullptr, &m_queue);
+        QVERIFY(scene.sceneSources().isEmpty());
+        QCOMPARE(Transition(nullptr, &m_queue).toJson(), (QJsonObject {{"name"_L1, "NULL"_L1}}));
+        SceneSource item(nullptr);
+        item.setVisible(true);
+        item.setLocked(true);
+        QVERIFY(!item.isVisible() && !item.isLocked());
+    }
+
+    void releasesItsSource()
+    {
+        const OBSWeakSourceAutoRelease scene = obs_source_get_weak_source(source());
+        const OBSWeakSourceAutoRelease input = obs_source_get_weak_source(obs_sceneitem_get_source(m_host->items[0]));
+        m_host->perform(u"hide 0"_s); // a record holds its item too
+        m_host->clearCollection();
+        QVERIFY(!obs_weak_source_expired(scene));
+        m_wrapper.reset();
+        Host::settle();
+        QVERIFY(obs_weak_source_expired(scene) && obs_weak_source_expired(input));
+    }
+
+    void survivesChangesOnAnotherThread()
+    {
+        // Both threads want the scene's lock and the signal's: a callback that reads the scene would freeze the two.
+        // And wrappers come and go under a stream of signals.
+        constexpr int changes = 1000;
+        std::thread worker([this] {
+            const auto toggle = [](void* item, obs_scene_t*) {
+                auto* toggled = static_cast<obs_sceneitem_t*>(item);
+                obs_sceneitem_set_visible(toggled, !obs_sceneitem_visible(toggled));
+            };
+            for (int i = 0; i < changes; ++i) {
+                obs_scene_atomic_update(obs_scene_from_source(source()), toggle, m_host->items[0]);
+            }
+        });
+        int heard = 0;
+        connect(m_wrapper.get(), &Scene::sceneSourceVisibilityChanged, this, [&](auto*, const auto* item) {
+            heard += item->item() == m_host->items[1] && itemsOf(Scene(source())) == "ABC"_L1;
+        });
+        for (int i = 0; i < changes; ++i) {
+            obs_sceneitem_set_visible(m_host->items[1], i % 2 != 0);
+            m_queue.deliver();
+            Scene other(source(), &m_queue);
+            listenTo(other);
+        }
+        worker.join();
+        m_queue.deliver();
+        QCOMPARE(heard, changes);
+    }
+
+private:
+    obs_source_t* source() const { return m_host->scenes.at(0); }
+
+    static QString itemsOf(const Scene& scene)
+    {
+        QString names;
+        for (const SceneSource* item : scene.sceneSources()) {
+            names += item->name();
+        }
+        return names;
+    }
+
+    void listenTo(const Scene& scene)
+    {
+        const auto count = [&](auto... signal) { (connect(&scene, signal, this, [this] { ++m_heard; }), ...); };
+        count(&Source::destroyed, &Source::removed, &Source::activated, &Source::shown, &Source::enabled,
+              &Source::renamed, &Scene::sceneSourceAdded, &Scene::sceneSourceRemoved, &Scene::sceneSourcesReordered,
+              &Scene::sceneSourcesRefreshed, &Scene::sceneSourceVisibilityChanged, &Scene::sceneSourceLockChanged);
+    }
+
+    SignalQueue m_queue;
+    std::unique_ptr<FakeFrontEnd> m_host;
+    std::unique_ptr<Scene> m_wrapper;
+    int m_heard = 0;
+};
+
+QTEST_MAIN(WrappersTest)
+#include "wrapperstest.moc"
