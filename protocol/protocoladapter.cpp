@@ -112,6 +112,7 @@ void ProtocolAdapter::appendAllValues(QJsonArray& values)
 
 void ProtocolAdapter::receivedJson(QJsonObject json, NetworkConnection* connection)
 {
+    m_frontEnd.deliverHostSignals(); // masks are of the items that the controller has been told of
     const QPointer<ProtocolAdapter> self(this);
     MessagePacker answer = answerTo(connection);
     QHash<QString, QByteArray> encoded; // read and encoded once, as long as nothing is set in between

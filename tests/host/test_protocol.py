@@ -1,7 +1,10 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 """What any controller relies on: the full state, requests and answers, frames, liveness."""
 
+import pathlib
 import re
+import subprocess
+import sys
 
 import pytest
 from controller import Controller, frame
@@ -104,3 +107,13 @@ def test_silence_ends_a_connection_and_half_frames_are_silence(host, controller)
     assert babbling.wait_until_closed() < 5
     assert host.log().count("Connection alive expired. Disconnecting!") == 2
     assert controller.sync() == [], "who keeps alive stays"
+
+
+def test_the_example_of_the_readme(host, controller):
+    readme = (pathlib.Path(__file__).resolve().parents[2] / "README.md").read_text()
+    example = re.search(r"```python\n(.*?)```", readme, re.S).group(1).replace("2021", str(host.port))
+    shown = subprocess.run([sys.executable, "-c", example], capture_output=True, text=True, timeout=20, check=True)
+    assert shown.stdout == "Opening ['sceneList', 'sourceVisibles']\n"
+    assert controller.expect("sceneList", "sourceVisibles")[1] == 6
+    controller.set("sourceVisibles", 7)
+    controller.expect("sceneList", "sourceVisibles")

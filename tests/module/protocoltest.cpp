@@ -190,6 +190,7 @@ private slots:
         for (int i = 0; i < 150; ++i) {
             m_stage->host.perform(u"add item %1"_s.arg(i));
         }
+        m_stage->host.perform(u"event 0"_s); // an event comes after all that was signalled before it
         Controller controller(m_stage->server.serverPort());
         const QString state = Controller::namesIn(controller.next().value_or(QJsonObject()));
         QVERIFY(state.contains("recording {} currentScene"_L1)); // the list alone is too long

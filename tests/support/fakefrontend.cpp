@@ -65,6 +65,10 @@ FakeFrontEnd::FakeFrontEnd()
 
 FakeFrontEnd::~FakeFrontEnd()
 {
+    // Newer hosts hold on to every scene that has not been removed.
+    for (obs_source_t* scene : scenes) {
+        obs_source_remove(scene);
+    }
     config_close(profile);
     host = nullptr;
 }
