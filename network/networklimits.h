@@ -18,10 +18,10 @@ constexpr int longLength_bytes = 8;
 constexpr int maximumInboundBody_bytes = 1'048'576;
 
 // A controller that reads so slowly that more than this waits for it is disconnected.
-constexpr qint64 maximumUnsent_bytes = 16 * 1'048'576;
+constexpr qint64 maximumUnsent_bytes = 16'777'216;
 
 // What a socket takes in ahead of the reader; the peer's system holds the rest back.
-constexpr qint64 readAhead_bytes = 256 * 1024;
+constexpr qint64 readAhead_bytes = 262'144;
 
 // How long one connection's frames may be handled before the event loop has its turn.
 constexpr std::chrono::milliseconds handlingBudget {10};
