@@ -60,19 +60,14 @@ def test_scene_collections_come_and_go(new_host):
     assert "Not all sources were cleared" not in host.log()
 
 
-@pytest.mark.parametrize("text, port, kept", [
-    ("", 2021, {"port": 2021}),
-    ("{", 2021, {"port": 2021}),
-    ('{"port": 70000, "other": [1]}', 2021, {"port": 2021, "other": [1]}),
-])
-def test_the_configuration_file_is_repaired(new_host, text, port, kept):
+def test_the_configuration_file_is_repaired(new_host):
     host = new_host(collections=(), start=False)
-    host.configure_plugin(text)
+    host.configure_plugin('{"port": 70000, "other": [1]}')
     with host:
-        path = host.wait_for_log(rf"read port config from: (.*) and is starting on port {port}\n").group(1)
-        host.wait_for_log(rf"Server (listening|failed to listen) on localhost, port {port}\n")
+        path = host.wait_for_log(r"read port config from: (.*) and is starting on port 2021\n").group(1)
+        host.wait_for_log(r"Server (listening|failed to listen) on localhost, port 2021\n")
     assert path == str(host.plugin_config)
-    assert json.loads(host.plugin_config.read_text()) == kept
+    assert json.loads(host.plugin_config.read_text()) == {"port": 2021, "other": [1]}
     assert host.plugin_config.read_text().endswith("}\n")
 
 

@@ -59,22 +59,6 @@ def test_requests_and_their_answers(host, controller, request_entries, answer):
     assert "No such method" not in host.log()
 
 
-@pytest.mark.parametrize("entries", [
-    [{"type": "set", "name": "studioMode", "value": True}],
-    [{"type": "set", "name": "streaming", "value": "1"}, {"type": "set", "name": "recording"}],
-    [{"type": "set", "name": "sourceVisibles", "value": 2.5}, {"type": "set", "name": "sourceLocks", "value": 1e300}],
-    [{"type": "set", "name": "transitionDuration", "value": "300"}],
-    [{"type": "set", "name": "currentScene", "value": "opening"}, {"type": "set", "name": "currentTransition"}],
-    [{"type": "set", "name": "noSuchThing", "value": 1}, {"type": "set", "name": "fps", "value": 1}],
-    [{"type": "set", "name": "triggerTransition", "value": True}],
-])
-def test_sets_that_the_host_must_not_act_on(controller, entries):
-    before = controller.get(*STATE[8:])
-    controller.send(entries)
-    assert controller.sync() == []
-    assert controller.get(*STATE[8:]) == before
-
-
 @pytest.mark.parametrize("data, line", [
     (b"12ab{}", "Malformed expectant bytes: 12ab"),
     (b"-001{}", "Malformed expectant bytes: -001"),
@@ -89,14 +73,6 @@ def test_malformed_input_ends_the_connection_at_once(host, controller, data, lin
     assert controller.wait_until_closed() < 4
     host.wait_for_log(r"NetworkConnection::readData failed[\s\S]*Connection removed[\s\S]*Deleting dead connection")
     assert f"[kestrelbridge] {line}\n" in host.log()[begin:]
-
-
-def test_frames_may_arrive_in_any_pieces(controller):
-    data = frame({"values": [{"name": "Überblick"}, {"name": "streaming"}]}) + frame({"values": [{"name": "fps"}]})
-    for position in range(len(data)):
-        controller.send_bytes(data[position:position + 1])
-    assert controller.next() == [(None, None), ("streaming", False)]
-    assert controller.next() == [("fps", "10.00 fps")]
 
 
 def test_silence_ends_a_connection_and_half_frames_are_silence(host, controller):

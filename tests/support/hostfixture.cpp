@@ -8,7 +8,6 @@ namespace {
 
 constexpr char inputId[] = "test_input";
 constexpr char transitionId[] = "test_transition";
-constexpr char outputId[] = "test_output";
 
 template<typename Info>
 Info typeInfo(const char* id)
@@ -34,15 +33,6 @@ void registerTypes()
     transition.video_render = [](void*, gs_effect_t*) {};
     transition.audio_render = [](void*, uint64_t*, obs_source_audio_mix*, uint32_t, size_t, size_t) { return false; };
     obs_register_source(&transition);
-
-    auto output = typeInfo<obs_output_info>(outputId);
-    output.flags = OBS_OUTPUT_VIDEO;
-    output.start = [](void* data) { return obs_output_begin_data_capture(static_cast<obs_output_t*>(data), 0); };
-    output.stop = [](void* data, uint64_t) { obs_output_end_data_capture(static_cast<obs_output_t*>(data)); };
-    output.raw_video = [](void*, video_data*) {};
-    output.get_dropped_frames = [](void*) { return 7; };
-    output.get_congestion = [](void*) { return 0.125F; };
-    obs_register_output(&output);
 }
 
 void reportErrors(int level, const char* format, va_list arguments, void* /*parameter*/)
@@ -64,19 +54,6 @@ bool start()
     }
     registerTypes();
     return true;
-}
-
-bool startVideo()
-{
-    obs_video_info info {};
-    info.graphics_module = "libobs-opengl";
-    info.fps_num = 30000;
-    info.fps_den = 1001;
-    info.base_width = info.output_width = 640;
-    info.base_height = info.output_height = 360;
-    info.output_format = VIDEO_FORMAT_NV12;
-    info.gpu_conversion = true;
-    return obs_reset_video(&info) == OBS_VIDEO_SUCCESS;
 }
 
 void settle()
@@ -108,11 +85,6 @@ obs_sceneitem_t* addItem(obs_scene_t* scene, const char* name)
 {
     const OBSSourceAutoRelease source = obs_source_create(inputId, name, nullptr, nullptr);
     return obs_scene_add(scene, source);
-}
-
-OBSOutputAutoRelease output(const char* name)
-{
-    return obs_output_create(outputId, name, nullptr, nullptr);
 }
 
 void raise(obs_source_t* source, const char* signal, const std::function<void(calldata_t*)>& addArguments)

@@ -7,15 +7,12 @@
 
 #include <obs.hpp>
 
-// The real libobs inside a test, with source and output types of the tests' own. It needs a display.
+// The real libobs inside a test, with source types of the tests' own. It needs a display.
 namespace Host {
 
 // Once a process; of the host's log only errors are shown from then on. False when libobs does not start, which
 // nothing else here survives.
 [[nodiscard]] bool start();
-
-// 640 x 360 at 29.97 fps, on the host's own OpenGL renderer; for outputs only, since it takes a second.
-[[nodiscard]] bool startVideo();
 
 // Waits for the host's destruction thread: a source keeps its name until that is through with it.
 void settle();
@@ -27,9 +24,6 @@ OBSSourceAutoRelease transition(const char* name);
 
 // A new input, put on top of the scene. The item is the scene's.
 obs_sceneitem_t* addItem(obs_scene_t* scene, const char* name);
-
-// A raw video output; it has dropped 7 frames, and its congestion is 0.125.
-OBSOutputAutoRelease output(const char* name);
 
 // Raises a signal of the source by hand, with these arguments besides "source" and, for a scene, "scene".
 void raise(obs_source_t* source, const char* signal, const std::function<void(calldata_t*)>& addArguments = {});
