@@ -63,10 +63,12 @@ void Source::subscribe(const HostSignal& signal)
 
 void Source::unsubscribe()
 {
-    m_subscriptions.clear();
-    if (m_queue) {
-        m_queue->forget(this);
+    // Most wrappers never subscribe, and looking through a long queue for each of them lets it grow longer still.
+    if (m_subscriptions.empty()) {
+        return;
     }
+    m_subscriptions.clear();
+    m_queue->forget(this);
 }
 
 bool Source::isConcerned(const calldata_t* arguments) const
