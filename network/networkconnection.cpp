@@ -38,6 +38,10 @@ bool NetworkConnection::write(const QByteArray& body)
         return false;
     }
     if (m_writer.write(body)) {
+        // Within a long run of messages, so that a controller that reads is not taken for one that does not.
+        if (m_socket.bytesToWrite() > NetworkLimits::flushAbove_bytes) {
+            flush();
+        }
         return true;
     }
     m_socket.disconnectFromHost();
@@ -50,7 +54,17 @@ bool NetworkConnection::checkAlive()
     if (!m_aliveTimer.isValid()) {
         return false;
     }
-    if (m_aliveTimer.hasExpired(NetworkLimits::aliveLimit.count())) {
+    if (isExpired()) {
+        // After a pause of the event loop the judgement can come before the socket's notifier: what waits counts.
+        const QPointer<NetworkConnection> self(this);
+        if (m_socket.state() == QAbstractSocket::ConnectedState) {
+            m_socket.waitForReadyRead(0);
+        }
+        if (!self) {
+            return false;
+        }
+    }
+    if (isExpired()) {
         logInfo("Connection alive expired. Disconnecting!");
         m_aliveTimer.invalidate();
         m_socket.disconnectFromHost();
@@ -59,13 +73,22 @@ bool NetworkConnection::checkAlive()
     if (isOverloaded()) {
         return false;
     }
-    const QPointer<NetworkConnection> self(this);
-    m_socket.waitForReadyRead(0);
-    // The peer may be gone by now, and Qt warns of polling a socket that is not connected.
-    if (self && m_socket.state() == QAbstractSocket::ConnectedState) {
-        m_socket.waitForBytesWritten(0);
-    }
+    // Input needs no poll of every socket in every pass, its notifier tells of it. Output that waits is tried again for
+    // nested event loops that leave notifiers out.
+    flush();
     return true;
+}
+
+bool NetworkConnection::isExpired() const
+{
+    return m_aliveTimer.isValid() && m_aliveTimer.hasExpired(NetworkLimits::aliveLimit.count());
+}
+
+void NetworkConnection::flush()
+{
+    if (m_socket.bytesToWrite() > 0 && m_socket.state() == QAbstractSocket::ConnectedState) {
+        m_socket.flush();
+    }
 }
 
 bool NetworkConnection::isOverloaded()
@@ -92,6 +115,7 @@ void NetworkConnection::readData()
     if (!self) {
         return;
     }
+    flush(); // the answers, at once instead of one turn of the event loop later
     if (!isWellFormed) {
         m_aliveTimer.invalidate();
         logInfo("NetworkConnection::readData failed");

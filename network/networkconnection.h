@@ -33,9 +33,13 @@ public:
     // Whether a message of that length can be sent to this controller; a log line says when it cannot.
     bool accepts(qsizetype length_bytes) const { return m_writer.accepts(length_bytes); }
 
-    // Takes in and sends what is waiting, without blocking; handlers may run inside. False once the connection has
-    // failed, was silent for too long or is disconnected.
+    // Sends what is waiting, without blocking; handlers may run inside. False once the connection has failed, was
+    // silent for too long or is disconnected.
     bool checkAlive();
+
+    // Hands to the system what it takes of the bytes that wait, without blocking. A peer that is gone is noticed here:
+    // disconnectedFromClient may be emitted inside.
+    void flush();
 
     // Whether a handler is on the stack or received frames are still to be handled. A busy connection is left alone.
     bool isBusy() const { return isHandling() || m_isReadPending; }
@@ -54,6 +58,7 @@ public slots:
 
 private:
     void restartAliveTimer();
+    bool isExpired() const;
     bool isOverloaded();
 
     QTcpSocket m_socket;

@@ -20,6 +20,9 @@ constexpr int maximumInboundBody_bytes = 1'048'576;
 // A controller that reads so slowly that more than this waits for it is disconnected.
 constexpr qint64 maximumUnsent_bytes = 16'777'216;
 
+// More than this is handed to the system while further messages are still being written.
+constexpr qint64 flushAbove_bytes = 65'536;
+
 // What a socket takes in ahead of the reader; the peer's system holds the rest back.
 constexpr qint64 readAhead_bytes = 262'144;
 

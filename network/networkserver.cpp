@@ -71,6 +71,13 @@ bool NetworkServer::writeAll(const QByteArray& body)
     return true;
 }
 
+void NetworkServer::flush()
+{
+    for (NetworkConnection* connection : std::as_const(m_connections)) {
+        connection->flush();
+    }
+}
+
 bool NetworkServer::writeAll(const QJsonObject& json)
 {
     return writeAll(NetworkWriter::encode(json));

@@ -36,6 +36,9 @@ public:
     bool writeAll(const QByteArray& body);
     bool writeAll(const QJsonObject& json);
 
+    // Sends what waits at once, as far as the system takes it, instead of when the event loop next turns.
+    void flush();
+
 signals:
     void stopClients();
     void receivedJson(QJsonObject json, NetworkConnection* connection);

@@ -91,7 +91,8 @@ private slots:
         QTest::newRow("server is destroyed") << Ending([](auto& server, auto&) { server.reset(); }) << "";
         const auto writeOn = [](auto& server, auto&) {
             const QJsonObject json {{"a"_L1, QString(9000, u'a')}};
-            for (qint64 sent = 0; sent <= NetworkLimits::maximumUnsent_bytes + 20'000; sent += 9000) {
+            // The system takes some megabytes off the connection.
+            for (qint64 sent = 0; sent <= 4 * NetworkLimits::maximumUnsent_bytes; sent += 9000) {
                 server->writeAll(json);
             }
         };
@@ -159,36 +160,29 @@ private slots:
     void survivesNestedEventLoop()
     {
         QFETCH(const Ending, ending);
-        for (const bool isInIdlePass : {false, true}) {
-            init();
-            const auto controller = connectController();
-            const auto bystander = connectController();
-            int handled = 0;
-            connect(m_server.get(), &NetworkServer::receivedJson, this, [&](const auto&, const auto* connection) {
-                if (++handled > 1) {
-                    return;
-                }
-                // As in a modal dialog of the host: the peer sends more, it and another end, and idle passes run.
-                controller->send({});
-                if (ending) {
-                    ending(m_server, *controller);
-                }
-                bystander->close();
-                QTRY_VERIFY(!m_connections.at(1));
-                QCOMPARE(m_connections.at(0).get(), connection);
-                QCOMPARE(handled, 1);
-            });
+        const auto controller = connectController();
+        const auto bystander = connectController();
+        int handled = 0;
+        connect(m_server.get(), &NetworkServer::receivedJson, this, [&](const auto&, const auto* connection) {
+            if (++handled > 1) {
+                return;
+            }
+            // As in a modal dialog of the host: the peer sends more, it and another end, and idle passes run.
             controller->send({});
-            if (isInIdlePass) {
-                m_server->idle(); // the bytes are in the kernel, the event loop has not turned
-                QVERIFY(handled > 0);
-            }
             if (ending) {
-                QTRY_VERIFY(handled > 0 && !m_connections.at(0));
-            } else {
-                QTRY_COMPARE(handled, 2); // without any further byte
-                QVERIFY(controller->isConnected());
+                ending(m_server, *controller);
             }
+            bystander->close();
+            QTRY_VERIFY(!m_connections.at(1));
+            QCOMPARE(m_connections.at(0).get(), connection);
+            QCOMPARE(handled, 1);
+        });
+        controller->send({});
+        if (ending) {
+            QTRY_VERIFY(handled > 0 && !m_connections.at(0));
+        } else {
+            QTRY_COMPARE(handled, 2); // without any further byte
+            QVERIFY(controller->isConnected());
         }
     }
 
