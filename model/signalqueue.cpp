@@ -2,7 +2,6 @@
 #include "signalqueue.h"
 
 #include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QEvent>
 
 #include <algorithm>
@@ -62,10 +61,14 @@ bool SignalQueue::event(QEvent* event)
     while (std::optional<Record> record = takeFirst()) {
         deliverFirst(std::move(*record));
         if (deadline.hasExpired()) {
-            wakeUp();
             break;
         }
     }
+    {
+        const std::scoped_lock lock(m_mutex);
+        m_breather.setRemainingTime(deliveryBudget);
+    }
+    wakeUp();
     return true;
 }
 
@@ -88,12 +91,17 @@ void SignalQueue::deliverFirst(Record record)
 
 void SignalQueue::wakeUp()
 {
+    // Ahead of the host's own repaints, unless there was a delivery just now: then the host has its turn.
+    int priority = Qt::HighEventPriority;
     {
         const std::scoped_lock lock(m_mutex);
         if (m_isWakeUpPosted || m_records.empty()) {
             return;
         }
         m_isWakeUpPosted = true;
+        if (!m_breather.hasExpired()) {
+            priority = Qt::NormalEventPriority;
+        }
     }
-    QCoreApplication::postEvent(this, new QEvent(wakeUpEvent));
+    QCoreApplication::postEvent(this, new QEvent(wakeUpEvent), priority);
 }

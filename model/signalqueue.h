@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #pragma once
 
+#include <QDeadlineTimer>
 #include <QObject>
 
 #include <chrono>
@@ -55,7 +56,8 @@ private:
     void deliverFirst(Record record);
     void wakeUp();
 
-    std::mutex m_mutex; // held only to touch the two members below, never while calling anything
+    std::mutex m_mutex; // held only to touch the members below, never while calling anything
     std::deque<Record> m_records;
     bool m_isWakeUpPosted = false;
+    QDeadlineTimer m_breather {0}; // the event loop's own time after a posted delivery
 };
