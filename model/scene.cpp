@@ -29,13 +29,24 @@ Scene::Scene(obs_source_t* source, SignalQueue* queue)
             subscribe(signal);
         }
     }
-    refreshSceneSources();
+    if (queue) {
+        refreshSceneSources();
+    }
 }
 
 Scene::~Scene()
 {
     unsubscribe();
     qDeleteAll(m_sceneSources);
+}
+
+const QList<SceneSource*>& Scene::sceneSources() const
+{
+    if (!m_hasSceneSources) {
+        m_hasSceneSources = true;
+        m_sceneSources = makeSceneSources();
+    }
+    return m_sceneSources;
 }
 
 SceneSource* Scene::findSceneSource(obs_sceneitem_t* item) const
@@ -54,6 +65,42 @@ SceneSource* Scene::findKnown(ItemKey key) const
     const auto leaving = std::find_if(m_leavingSources.cbegin(), m_leavingSources.cend(),
                                       [&key](const auto& candidate) { return candidate.first == key; });
     return leaving == m_leavingSources.cend() ? nullptr : leaving->second.get();
+}
+
+// What is made of each item of the host's list, the top-most first.
+template<typename Made>
+std::vector<Made> Scene::collectItems(Made (*make)(obs_sceneitem_t*)) const
+{
+    struct Collection
+    {
+        std::vector<Made> made;
+        Made (*make)(obs_sceneitem_t*);
+    } collection {{}, make};
+
+    obs_scene_enum_items(
+        m_scene,
+        [](obs_scene_t* scene, obs_sceneitem_t* item, void* data) {
+            if (!scene || !data) {
+                return false;
+            }
+            auto* target = static_cast<Collection*>(data);
+            target->made.push_back(target->make(item));
+            return true;
+        },
+        &collection);
+
+    // The host goes from the bottom-most item upwards.
+    std::reverse(collection.made.begin(), collection.made.end());
+    return std::move(collection.made);
+}
+
+std::vector<Scene::ItemState> Scene::itemStates() const
+{
+    return collectItems<ItemState>([](obs_sceneitem_t* item) {
+        const obs_source_t* source = obs_sceneitem_get_source(item);
+        const char* name = source ? obs_source_get_name(source) : "NULL";
+        return ItemState {name ? name : "Error", obs_sceneitem_visible(item), obs_sceneitem_locked(item)};
+    });
 }
 
 QString Scene::typeName() const
@@ -144,27 +191,22 @@ void Scene::itemLocked(ItemKey key, bool locked)
     }
 }
 
+QList<SceneSource*> Scene::makeSceneSources() const
+{
+    // The host holds the scene's lock while it enumerates: only references are taken there.
+    const auto items = collectItems<OBSSceneItem>([](obs_sceneitem_t* item) { return OBSSceneItem(item); });
+    QList<SceneSource*> made;
+    made.reserve(static_cast<qsizetype>(items.size()));
+    for (const OBSSceneItem& item : items) {
+        made.append(new SceneSource(item, queue()));
+    }
+    return made;
+}
+
 void Scene::refreshSceneSources()
 {
-    const QList<SceneSource*> previous = std::exchange(m_sceneSources, {});
-
-    // The host holds the scene's lock while it enumerates: only references are taken there.
-    std::vector<OBSSceneItem> items;
-    obs_scene_enum_items(
-        m_scene,
-        [](obs_scene_t* scene, obs_sceneitem_t* item, void* list) {
-            if (!scene || !list) {
-                return false;
-            }
-            static_cast<std::vector<OBSSceneItem>*>(list)->emplace_back(item);
-            return true;
-        },
-        &items);
-
-    // The host goes from the bottom-most item upwards, the list from the top-most down.
-    m_sceneSources.reserve(static_cast<qsizetype>(items.size()));
-    std::for_each(items.crbegin(), items.crend(),
-                  [this](const OBSSceneItem& item) { m_sceneSources.append(new SceneSource(item, queue())); });
+    m_hasSceneSources = true;
+    const QList<SceneSource*> previous = std::exchange(m_sceneSources, makeSceneSources());
 
     for (SceneSource* source : previous) {
         if (findSceneSource(source->item())) {

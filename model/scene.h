@@ -12,7 +12,7 @@
 // A host scene with the wrappers of its items.
 //
 // With a queue it keeps the item list in step with the host: each rebuild replaces every item wrapper, on the main
-// thread and only while the queue delivers. Without one the list stays as it was at construction.
+// thread and only while the queue delivers. Without one the list is made when it is first asked for, and stays.
 class Scene : public Source
 {
     Q_OBJECT
@@ -23,7 +23,17 @@ public:
     ~Scene() override;
 
     // Top-most item first. Owned by the scene; invalid after the next rebuild.
-    const QList<SceneSource*>& sceneSources() const { return m_sceneSources; }
+    const QList<SceneSource*>& sceneSources() const;
+
+    // What the host says of its items now, top-most first, without wrappers: names in UTF-8.
+    struct ItemState
+    {
+        QByteArray name;
+        bool isVisible;
+        bool isLocked;
+    };
+
+    std::vector<ItemState> itemStates() const;
 
     // The wrapper of a host item, or null.
     SceneSource* findSceneSource(obs_sceneitem_t* item) const;
@@ -77,11 +87,15 @@ private:
     void itemVisible(ItemKey key, bool visible);
     void itemLocked(ItemKey key, bool locked);
 
+    template<typename Made>
+    std::vector<Made> collectItems(Made (*make)(obs_sceneitem_t*)) const;
     SceneSource* findKnown(ItemKey key) const; // in the list or leaving
+    QList<SceneSource*> makeSceneSources() const;
     void refreshSceneSources();
 
     obs_scene_t* m_scene = nullptr; // kept alive by the source
-    QList<SceneSource*> m_sceneSources;
+    mutable QList<SceneSource*> m_sceneSources;
+    mutable bool m_hasSceneSources = false;
     // Wrappers, without their items, of what a rebuild did not find any more, until the removal is delivered and told.
     std::vector<std::pair<ItemKey, std::unique_ptr<SceneSource>>> m_leavingSources;
 };

@@ -86,6 +86,15 @@ QJsonValue ProtocolAdapter::valueEntry(const QString& name)
     return QJsonObject {{"name"_L1, name}, {"type"_L1, "set"_L1}, {"value"_L1, value}};
 }
 
+// valueEntry() as text.
+QByteArray ProtocolAdapter::encodedEntry(const QString& name)
+{
+    if (methodName(name, Get) == "getSceneList"_L1) {
+        return R"({"name":")" + name.toLatin1() + R"(","type":"set","value":)" + sceneListText() + '}';
+    }
+    return MessagePacker::encode(valueEntry(name));
+}
+
 void ProtocolAdapter::writeValue(const QString& name, const QJsonValue& value)
 {
     if (const QMetaMethod* setter = findProperty(methodName(name, Set))) {
@@ -95,12 +104,7 @@ void ProtocolAdapter::writeValue(const QString& name, const QJsonValue& value)
 
 void ProtocolAdapter::sendValueEntry(const QJsonValue& entry, NetworkConnection* connection)
 {
-    const QByteArray body = MessagePacker::body(MessagePacker::encode(entry));
-    if (connection) {
-        m_server->write(connection, body);
-    } else {
-        m_server->writeAll(body);
-    }
+    sendBody(MessagePacker::body(MessagePacker::encode(entry)), connection);
 }
 
 void ProtocolAdapter::appendAllValues(QJsonArray& values)
@@ -130,7 +134,7 @@ void ProtocolAdapter::receivedJson(QJsonObject json, NetworkConnection* connecti
         }
         auto known = encoded.constFind(name);
         if (known == encoded.cend()) {
-            known = encoded.insert(name, MessagePacker::encode(valueEntry(name)));
+            known = encoded.insert(name, encodedEntry(name));
         }
         answer.append(*known);
     }
@@ -142,11 +146,9 @@ void ProtocolAdapter::connectionAdded(NetworkConnection* connection)
     if (!connection) {
         return;
     }
-    QJsonArray values;
-    appendAllValues(values);
     MessagePacker state = answerTo(connection);
-    for (const QJsonValue entry : std::as_const(values)) {
-        state.append(MessagePacker::encode(entry));
+    for (const QLatin1StringView name : statePropertyNames) {
+        state.append(encodedEntry(name));
     }
     send(state, connection);
 }
@@ -162,10 +164,15 @@ MessagePacker ProtocolAdapter::answerTo(NetworkConnection* connection)
 void ProtocolAdapter::send(MessagePacker& message, NetworkConnection* connection)
 {
     for (const QByteArray& body : message.takeBodies()) {
-        if (connection) {
-            m_server->write(connection, body);
-        } else {
-            m_server->writeAll(body);
-        }
+        sendBody(body, connection);
+    }
+}
+
+void ProtocolAdapter::sendBody(const QByteArray& body, NetworkConnection* connection)
+{
+    if (connection) {
+        m_server->write(connection, body);
+    } else {
+        m_server->writeAll(body);
     }
 }

@@ -117,12 +117,14 @@ public slots:
     void sceneSourceLockChanged(const Scene* scene, const SceneSource* source, bool locked);
 
 private:
+    QByteArray encodedEntry(const QString& name);
     void writeValue(const QString& name, const QJsonValue& value);
     static MessagePacker answerTo(NetworkConnection* connection);
     void send(MessagePacker& message, NetworkConnection* connection);
+    void sendBody(const QByteArray& body, NetworkConnection* connection); // null: to all
     void push(std::initializer_list<QLatin1StringView> names);
 
-    QJsonValue sceneSourceList(const Scene* scene) const;
+    QByteArray sceneListText() const;
     QJsonValue itemMask(bool (SceneSource::*isSet)() const) const;
     void applyItemMask(const QVariant& value, bool (SceneSource::*isSet)() const, void (SceneSource::*set)(bool));
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
 // Changes of the host, pushed to every controller: each property read afresh and sent as a message of its own.
+#include "network/networkserver.h"
 #include "protocoladapter.h"
 
 using namespace Qt::StringLiterals;
@@ -30,8 +31,9 @@ void forEachSceneConnection(Operation operation)
 void ProtocolAdapter::push(std::initializer_list<QLatin1StringView> names)
 {
     for (const QLatin1StringView name : names) {
-        sendValueEntry(valueEntry(name));
+        sendBody(MessagePacker::body(encodedEntry(name)), nullptr);
     }
+    m_server->flush();
 }
 
 void ProtocolAdapter::connectScene(Scene* scene)
