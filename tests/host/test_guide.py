@@ -1,0 +1,97 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+"""The guide for those who write controllers: what it states is so, and its programs do what they say."""
+
+import json
+import pathlib
+import re
+import subprocess
+import sys
+
+import pytest
+from conftest import assert_proper_end
+from controller import DOCS, MESSAGE, REQUEST, Controller
+from privatehost import collection
+
+GUIDE = (DOCS / "protocol.md").read_text()
+MODULE_TESTS = pathlib.Path(__file__).resolve().parents[1] / "module"
+
+# Its list fits no frame.
+LARGE = collection("Large", {"Opening": ["Title", "Clock", "Wall"], "Archive": [f"Item {i}" for i in range(150)]})
+
+
+@pytest.fixture(scope="module")
+def host(new_host):
+    host = new_host(collections=[LARGE])
+    yield host
+    assert_proper_end(host)
+
+
+def table(first_column):
+    rows = re.search(rf"^\| {first_column}.*\n\|.*\n((?:\|.*\n)+)", GUIDE, re.M).group(1)
+    return [[cell.strip() for cell in row.split("|")[1:-1]] for row in rows.splitlines()]
+
+
+def blocks(language):
+    return re.findall(rf"^```{language}\n(.*?)^```", GUIDE, re.M | re.S)
+
+
+def quoted(cell):
+    return re.findall("`(.*?)`", cell)
+
+
+def test_the_table_of_properties():
+    properties = {quoted(name)[0]: cells for name, *cells in table("property")}
+    settable = [name for name, cells in properties.items() if cells[2]]
+    slots = re.findall(r" ([gs]et)([A-Z]\w+)\(\S*\)", (MODULE_TESTS / "slots.txt").read_text())
+    for kind, names in ("get", properties), ("set", settable):
+        assert sorted(names) == sorted(name[0].lower() + name[1:] for slot, name in slots if slot == kind)
+    for name, (_, example, written, _) in properties.items():
+        entry = {"name": name, "type": "set"}
+        MESSAGE.validate({"values": [entry | {"value": json.loads(*quoted(example))}]})
+        sets = [entry | {"value": json.loads(value)} for value in quoted(written)]
+        REQUEST.validate({"values": [{"name": name}, *sets]})
+        assert (name in settable) == any(REQUEST.is_valid({"values": [entry | {"value": value}]}) for value in (1, "x"))
+
+
+def test_the_table_of_pushes():
+    told = {tuple(quoted(pushes)) for _, pushes in table("what happens")}
+    golden = "".join((MODULE_TESTS / name).read_text() for name in ("pushes.txt", "sets.txt"))
+    assert told <= {tuple(line.split("|")[-1].split()) for line in golden.splitlines()}
+    assert {name for pushes in told for name in pushes} == {
+        quoted(name)[0] for name, _, _, _, pushed in table("property") if pushed}
+
+
+def test_messages_and_frames_in_the_text():
+    frames = re.findall(r"^(?:####)?(\d+)({.*)$", "".join(blocks("frames")), re.M)
+    assert [int(length) for length, _ in frames] == [len(body.encode()) for _, body in frames]
+    messages = [json.loads(text) for text in blocks("json") + [body for _, body in frames]]
+    assert len(messages) == 7 and all(REQUEST.is_valid(message) or MESSAGE.is_valid(message) for message in messages)
+
+
+@pytest.mark.parametrize("form, entry", [
+    (MESSAGE, {"name": "streaming", "type": "set", "value": 1}),
+    (MESSAGE, {"name": "streaming", "type": "get", "value": True}),
+    (MESSAGE, {"name": "streaming", "type": "set", "value": True, "id": 1}),
+    (MESSAGE, {"name": "sourceLocks", "type": "set", "value": 2 ** 31}),
+    (MESSAGE, {"name": "transitionsList", "type": "set", "value": [{"name": "", "sortIndex": 0, "isCurrent": True}]}),
+    (REQUEST, {"name": "studioMode", "type": "set", "value": True}),
+    (REQUEST, {"name": "sourceLocks", "type": "set", "value": 2.5}),
+    (REQUEST, {"name": "currentScene", "type": "set"}),
+    (REQUEST, {"name": "Streaming"}),
+    (REQUEST, {}),
+])
+def test_the_schema_refuses(form, entry):
+    assert not form.is_valid({"values": [entry]})
+
+
+def test_its_programs(host):
+    with Controller(host.port, long_frames=True) as watcher:
+        for name, interpreter, hidden, outcome, mask in [
+                ("controller.py", sys.executable, "", "is hidden", 5),
+                ("controller.js", "node", " (hidden)", "is visible", 7)]:
+            program = DOCS / "examples" / name
+            assert program.read_text() in blocks("python") + blocks("js")
+            shown = subprocess.run([interpreter, program, "Clock", str(host.port)], capture_output=True, text=True,
+                                   timeout=20, check=True)
+            assert shown.stdout == f"on air: Opening\n  Title\n  Clock{hidden}\n  Wall\nClock {outcome}\n"
+            assert watcher.expect("sceneList", "sourceVisibles")[1] == mask
