@@ -65,7 +65,10 @@ def test_messages_and_frames_in_the_text():
     frames = re.findall(r"^(?:####)?(\d+)({.*)$", "".join(blocks("frames")), re.M)
     assert [int(length) for length, _ in frames] == [len(body.encode()) for _, body in frames]
     messages = [json.loads(text) for text in blocks("json") + [body for _, body in frames]]
-    assert len(messages) == 7 and all(REQUEST.is_valid(message) or MESSAGE.is_valid(message) for message in messages)
+    assert len(messages) == 7
+    for message in messages:
+        assert REQUEST.is_valid(message) or MESSAGE.is_valid(message)
+        assert not REQUEST.is_valid(message | {"id": 1}) and not MESSAGE.is_valid(message | {"id": 1})
 
 
 @pytest.mark.parametrize("form, entry", [
