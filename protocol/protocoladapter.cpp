@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "protocoladapter.h"
 
+#include "jsontext.h"
 #include "network/networkserver.h"
 #include "propertynames.h"
 
@@ -90,7 +91,10 @@ QJsonValue ProtocolAdapter::valueEntry(const QString& name)
 QByteArray ProtocolAdapter::encodedEntry(const QString& name)
 {
     if (methodName(name, Get) == "getSceneList"_L1) {
-        return R"({"name":")" + name.toLatin1() + R"(","type":"set","value":)" + sceneListText() + '}';
+        JsonText text;
+        text.beginObject().key("name"_L1).string(name.toUtf8()).key("type"_L1).string("set").key("value"_L1);
+        writeSceneList(text);
+        return text.endObject().take();
     }
     return MessagePacker::encode(valueEntry(name));
 }

@@ -13,6 +13,7 @@
 
 #include <util/platform.h>
 
+class JsonText;
 class NetworkConnection;
 class NetworkServer;
 
@@ -124,7 +125,7 @@ private:
     void sendBody(const QByteArray& body, NetworkConnection* connection); // null: to all
     void push(std::initializer_list<QLatin1StringView> names);
 
-    QByteArray sceneListText() const;
+    void writeSceneList(JsonText& text) const;
     QJsonValue itemMask(bool (SceneSource::*isSet)() const) const;
     void applyItemMask(const QVariant& value, bool (SceneSource::*isSet)() const, void (SceneSource::*set)(bool));
 

@@ -34,18 +34,19 @@ QJsonValue ProtocolAdapter::getTriggerTransition() const
 
 QJsonValue ProtocolAdapter::getSceneList() const
 {
-    return QJsonDocument::fromJson(sceneListText()).array();
+    JsonText text;
+    writeSceneList(text);
+    return QJsonDocument::fromJson(text.take()).array();
 }
 
 // By far the largest value, read for nearly every change: written at once as text, keys in alphabetical order as
 // everywhere, and without a wrapper for each item.
-QByteArray ProtocolAdapter::sceneListText() const
+void ProtocolAdapter::writeSceneList(JsonText& text) const
 {
     QList<Scene*> scenes;
     const ScopedSceneList scope(scenes);
     const Scene* current = m_frontEnd.isStudioMode() ? m_frontEnd.previewScene() : m_frontEnd.currentScene();
 
-    JsonText text;
     text.beginArray();
     for (qsizetype i = 0; i < scenes.size(); ++i) {
         text.beginObject().key("isCurrent"_L1).boolean(isSameSource(scenes[i], current));
@@ -58,7 +59,7 @@ QByteArray ProtocolAdapter::sceneListText() const
         }
         text.endArray().endObject();
     }
-    return text.endArray().take();
+    text.endArray();
 }
 
 QJsonValue ProtocolAdapter::getSourceVisibles() const
