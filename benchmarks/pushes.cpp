@@ -1,0 +1,186 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+//
+// What controllers are told, and what they cost while nothing happens.
+#include "hostclock.h"
+#include "measurement.h"
+#include "remote.h"
+
+#include <QJsonArray>
+
+#include <chrono>
+#include <stdexcept>
+
+#include <poll.h>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr std::string_view nothing = R"({"values":[]})";
+constexpr auto keepAliveInterval = 3s; // a controller may be silent for 5 s
+constexpr auto changeLimit = 20s;
+
+// Many controllers that keep alive.
+class Crowd
+{
+public:
+    explicit Crowd(const Setting& setting)
+        : m_size(setting.controllers)
+    {
+        for (int i = 0; i < m_size; ++i) {
+            m_channels.push_back(controller(setting.plugin));
+            if (setting.areLong) {
+                m_channels.back().send(Channel::longFrame(nothing));
+            }
+            keepAlive();
+        }
+    }
+
+    // One turn of all takes one interval, however often this is called.
+    void keepAlive()
+    {
+        const double turns = microseconds(Clock::now() - m_begin) / microseconds(keepAliveInterval);
+        for (; m_sent < turns * m_size; ++m_sent) {
+            auto& channel = m_channels[static_cast<std::size_t>(m_sent) % m_channels.size()];
+            channel.send(channel.encode(nothing));
+        }
+    }
+
+    std::vector<Channel>& channels() { return m_channels; }
+
+private:
+    int m_size;
+    std::vector<Channel> m_channels;
+    Clock::time_point m_begin = Clock::now();
+    int m_sent = 0;
+};
+
+// Makes a change in the host and sees it arrive, at every controller and in the remote's own event.
+class Change
+{
+public:
+    Change(const Setting& setting, Crowd& crowd)
+        : m_crowd(crowd)
+        , m_asking(remoteSession(setting.remote, 0))
+        , m_events(remoteSession(setting.remote, sceneItemEvents))
+        , m_scene(setting.scene)
+    {
+        for (Channel& channel : m_crowd.channels()) {
+            m_polled.push_back({channel.descriptor(), POLLIN, 0});
+        }
+        m_polled.push_back({m_events.descriptor(), POLLIN, 0});
+    }
+
+    // Hides or shows the bottom-most item of the scene. The times until every controller has the mask, and until the
+    // event has come.
+    std::pair<double, double> make()
+    {
+        m_isVisible = !m_isVisible;
+        const std::string request
+            = m_asking.encode(remoteRequest("SetSceneItemEnabled",
+                                            R"({"sceneName":")" + m_scene + R"(","sceneItemId":1,"sceneItemEnabled":)"
+                                                + (m_isVisible ? "true}" : "false}")));
+        for (pollfd& polled : m_polled) {
+            polled.fd = std::abs(polled.fd);
+        }
+        m_waiting = m_polled.size();
+        m_begin = Clock::now();
+        m_asking.send(request);
+        while (m_waiting > 0) {
+            if (poll(m_polled.data(), m_polled.size(), std::chrono::milliseconds(changeLimit).count()) <= 0) {
+                throw std::runtime_error("a change was not told to everybody");
+            }
+            takeWhatCame();
+        }
+        if (m_asking.receive().find(R"("result":true)") == std::string_view::npos) {
+            throw std::runtime_error("the remote did not make the change");
+        }
+        return {m_pushed_us, m_event_us};
+    }
+
+private:
+    void takeWhatCame()
+    {
+        for (std::size_t i = 0; i < m_polled.size(); ++i) {
+            if (m_polled[i].fd < 0 || !m_polled[i].revents) {
+                continue;
+            }
+            const bool isEvent = i + 1 == m_polled.size();
+            Channel& channel = isEvent ? m_events : m_crowd.channels()[i];
+            channel.read();
+            if (hasTaken(channel, isEvent ? "SceneItemEnableStateChanged" : R"("name":"sourceVisibles")")) {
+                (isEvent ? m_event_us : m_pushed_us) = microseconds(Clock::now() - m_begin);
+                m_polled[i].fd = -m_polled[i].fd; // not to be looked at any more
+                --m_waiting;
+            }
+        }
+    }
+
+    static bool hasTaken(Channel& channel, std::string_view text)
+    {
+        while (const std::optional<std::string_view> body = channel.take()) {
+            if (body->substr(0, 100).find(text) != std::string_view::npos) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    Crowd& m_crowd;
+    Channel m_asking;
+    Channel m_events;
+    std::string m_scene;
+    std::vector<pollfd> m_polled; // the controllers, then the event session
+    std::size_t m_waiting = 0;
+    bool m_isVisible = true;
+    Clock::time_point m_begin;
+    double m_pushed_us = 0;
+    double m_event_us = 0;
+};
+
+// The main thread's time while the controllers only keep alive, a second.
+double mainThreadIdle_us(const HostClock& clock, Crowd& crowd, Clock::duration duration)
+{
+    const double before_us = clock.mainThread_us();
+    const Clock::time_point begin = Clock::now();
+    while (Clock::now() - begin < duration) {
+        crowd.keepAlive();
+        poll(nullptr, 0, 1);
+    }
+    return (clock.mainThread_us() - before_us) / (microseconds(Clock::now() - begin) / 1e6);
+}
+
+} // namespace
+
+QJsonObject pushes(const Setting& setting)
+{
+    const HostClock clock(setting.pid);
+    Crowd crowd(setting);
+    Change change(setting, crowd);
+    change.make(); // and what has to be made once
+    std::vector<double> pushed_us;
+    std::vector<double> event_us;
+    const double before_us = clock.mainThread_us();
+    const Clock::time_point begin = Clock::now();
+    for (int i = 0; i < setting.count || i % 2 == 0; ++i) { // leaves the item as it was
+        crowd.keepAlive();
+        const auto [pushed, event] = change.make();
+        pushed_us.push_back(pushed);
+        event_us.push_back(event);
+    }
+    // Without what the main thread does anyway, with as many controllers and for as long.
+    const Clock::duration duration = Clock::now() - begin;
+    const double busy_us = clock.mainThread_us() - before_us;
+    const double anyway_us = mainThreadIdle_us(clock, crowd, duration) * microseconds(duration) / 1e6;
+    return {{"pushed_us"_L1, quantile(pushed_us, 0.5)},
+            {"event_us"_L1, quantile(event_us, 0.5)},
+            {"main_us"_L1, (busy_us - anyway_us) / static_cast<double>(pushed_us.size())}};
+}
+
+QJsonObject idle(const Setting& setting)
+{
+    const HostClock clock(setting.pid);
+    Crowd crowd(setting);
+    return {{"mainPerSecond_us"_L1, mainThreadIdle_us(clock, crowd, std::chrono::milliseconds(setting.count))}};
+}

@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "scenefloor.h"
+
+#include <cstdio>
+#include <vector>
+
+#include <obs-frontend-api.h>
+#include <obs.hpp>
+
+namespace {
+
+// Good for a moment only: the name is the host's, and nobody renames anything while this is measured.
+struct ItemFacts
+{
+    const char* name;
+    bool isVisible;
+    bool isLocked;
+};
+
+void appendText(std::string& text, const char* value)
+{
+    text += '"';
+    for (; *value; ++value) {
+        const auto byte = static_cast<unsigned char>(*value);
+        if (byte == '"' || byte == '\\') {
+            text += '\\';
+            text += *value;
+        } else if (byte < ' ') {
+            char escape[8];
+            std::snprintf(escape, sizeof escape, "\\u%04x", byte);
+            text += escape;
+        } else {
+            text += *value;
+        }
+    }
+    text += '"';
+}
+
+void appendBool(std::string& text, bool value)
+{
+    text += value ? "true" : "false";
+}
+
+bool appendFacts(obs_scene_t* /*scene*/, obs_sceneitem_t* item, void* facts)
+{
+    static_cast<std::vector<ItemFacts>*>(facts)->push_back(
+        {obs_source_get_name(obs_sceneitem_get_source(item)), obs_sceneitem_visible(item), obs_sceneitem_locked(item)});
+    return true;
+}
+
+// The host tells the items from the bottom-most up, the list from the top-most down.
+void appendItems(std::string& text, obs_source_t* scene, std::vector<ItemFacts>& items)
+{
+    items.clear();
+    obs_scene_enum_items(obs_scene_from_source(scene), appendFacts, &items);
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        const ItemFacts& item = items[items.size() - 1 - i];
+        text += i ? ",{\"isLocked\":" : "{\"isLocked\":";
+        appendBool(text, item.isLocked);
+        text += ",\"isVisible\":";
+        appendBool(text, item.isVisible);
+        text += ",\"name\":";
+        appendText(text, item.name);
+        text += ",\"sortIndex\":" + std::to_string(i) + '}';
+    }
+}
+
+} // namespace
+
+std::string sceneListMessage()
+{
+    const OBSSourceAutoRelease current = obs_frontend_preview_program_mode_active()
+        ? obs_frontend_get_current_preview_scene()
+        : obs_frontend_get_current_scene();
+    obs_frontend_source_list scenes {};
+    obs_frontend_get_scenes(&scenes);
+
+    std::string text = R"({"values":[{"name":"sceneList","type":"set","value":[)";
+    std::vector<ItemFacts> items;
+    for (std::size_t i = 0; i < scenes.sources.num; ++i) {
+        obs_source_t* scene = scenes.sources.array[i];
+        text += i ? ",{\"isCurrent\":" : "{\"isCurrent\":";
+        appendBool(text, scene == current.Get());
+        text += ",\"name\":";
+        appendText(text, obs_source_get_name(scene));
+        text += ",\"sortIndex\":" + std::to_string(i) + ",\"sourceList\":[";
+        appendItems(text, scene, items);
+        text += "]}";
+    }
+    obs_frontend_source_list_free(&scenes);
+    return text + "]}]}";
+}
