@@ -4,6 +4,8 @@
 #include <chrono>
 #include <string>
 
+#include <time.h>
+
 using Clock = std::chrono::steady_clock;
 
 inline double microseconds(Clock::duration time)
@@ -11,15 +13,17 @@ inline double microseconds(Clock::duration time)
     return std::chrono::duration<double, std::micro>(time).count();
 }
 
-// Processor time of the host's main thread, which the kernel counts in nanoseconds. Exact while the thread sleeps, and
-// that is what it does most of the time after an answer.
+// Processor time of the host, which the kernel counts in nanoseconds. That of the main thread is exact while it sleeps,
+// and it does most of the time after an answer.
 class HostClock
 {
 public:
     explicit HostClock(int pid);
 
     double mainThread_us() const;
+    double allThreads_us() const;
 
 private:
+    clockid_t m_clock = 0;
     std::string m_path;
 };

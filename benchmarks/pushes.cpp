@@ -19,6 +19,7 @@ namespace {
 
 constexpr std::string_view nothing = R"({"values":[]})";
 constexpr auto keepAliveInterval = 3s; // a controller may be silent for 5 s
+constexpr std::size_t searchedLength_bytes = 250;
 constexpr auto changeLimit = 20s;
 
 // Many controllers that keep alive.
@@ -26,10 +27,10 @@ class Crowd
 {
 public:
     explicit Crowd(const Setting& setting)
-        : m_size(setting.controllers)
     {
-        for (int i = 0; i < m_size; ++i) {
+        for (int i = 0; i < setting.controllers; ++i) {
             m_channels.push_back(controller(setting.plugin));
+            m_lastSent.push_back(Clock::now());
             if (setting.areLong) {
                 m_channels.back().send(Channel::longFrame(nothing));
             }
@@ -37,23 +38,23 @@ public:
         }
     }
 
-    // One turn of all takes one interval, however often this is called.
+    // To be called often.
     void keepAlive()
     {
-        const double turns = microseconds(Clock::now() - m_begin) / microseconds(keepAliveInterval);
-        for (; m_sent < turns * m_size; ++m_sent) {
-            auto& channel = m_channels[static_cast<std::size_t>(m_sent) % m_channels.size()];
-            channel.send(channel.encode(nothing));
+        const Clock::time_point now = Clock::now();
+        for (std::size_t i = 0; i < m_channels.size(); ++i) {
+            if (now - m_lastSent[i] > keepAliveInterval) {
+                m_channels[i].send(m_channels[i].encode(nothing));
+                m_lastSent[i] = now;
+            }
         }
     }
 
     std::vector<Channel>& channels() { return m_channels; }
 
 private:
-    int m_size;
     std::vector<Channel> m_channels;
-    Clock::time_point m_begin = Clock::now();
-    int m_sent = 0;
+    std::vector<Clock::time_point> m_lastSent;
 };
 
 // Makes a change in the host and sees it arrive, at every controller and in the remote's own event.
@@ -120,7 +121,8 @@ private:
     static bool hasTaken(Channel& channel, std::string_view text)
     {
         while (const std::optional<std::string_view> body = channel.take()) {
-            if (body->substr(0, 100).find(text) != std::string_view::npos) {
+            // What is waited for is short; a scene list need not be searched.
+            if (body->size() < searchedLength_bytes && body->find(text) != std::string_view::npos) {
                 return true;
             }
         }

@@ -88,7 +88,7 @@ QJsonObject pipelined(const Setting& setting)
             half += peer.request;
         }
         // Between half a pipeline and a whole one is always under way.
-        const double before_us = clock.mainThread_us();
+        const double before_us = clock.allThreads_us();
         const Clock::time_point begin = Clock::now();
         peer.channel.send(half);
         int sent = pipelineDepth / 2;
@@ -100,7 +100,7 @@ QJsonObject pipelined(const Setting& setting)
             expect(peer, peer.channel.receive());
         }
         result[peer.name] = QJsonObject {{"perSecond"_L1, setting.count / (microseconds(Clock::now() - begin) / 1e6)},
-                                         {"main_us"_L1, (clock.mainThread_us() - before_us) / setting.count}};
+                                         {"host_us"_L1, (clock.allThreads_us() - before_us) / setting.count}};
     }
     return result;
 }
@@ -131,7 +131,7 @@ QJsonObject sceneListReads(const Setting& setting)
             throw std::runtime_error("the scene list changed");
         }
     });
-    if (setting.floor) {
+    if (!setting.isAlone) {
         Channel floor(Channel::Kind::Frames, setting.floor);
         std::vector<double> times_us;
         measure("floor"_L1, setting.count, [&] {
@@ -144,8 +144,7 @@ QJsonObject sceneListReads(const Setting& setting)
             times_us.push_back(std::stod(std::string(answer.substr(0, blank))) / 1000);
         });
         result["floor_us"_L1] = quantile(times_us, 0.5);
-    }
-    if (setting.remote) {
+
         Remote remote(setting.remote);
         const double before_us = clock.mainThread_us();
         result["remoteRequests"_L1] = remote.readSceneFacts(list);
