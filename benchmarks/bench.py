@@ -223,7 +223,7 @@ def main():
                 print(f"-- {number} of {len(parts)}: {part}", flush=True)
                 try:
                     getattr(bench, part)()
-                except (subprocess.CalledProcessError, TimeoutError) as problem:
+                except (subprocess.CalledProcessError, statistics.StatisticsError, TimeoutError) as problem:
                     print(f"could not measure {part}: {problem}", file=sys.stderr)
                     status = 1
         RESULTS.write_text(json.dumps({"rows": bench.rows, "growth": bench.growth, "samples": bench.samples}, indent=1))
