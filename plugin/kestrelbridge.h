@@ -15,7 +15,7 @@ class KestrelBridge : public QObject
 public:
     KestrelBridge();
 
-    static constexpr char version[] = "1.1.1";
+    static constexpr char version[] = KESTREL_VERSION;
 
 private:
     friend void frontendEventCallback(enum obs_frontend_event event, void* private_data);
