@@ -2,6 +2,7 @@
 #include "statetext.h"
 
 #include "console.h"
+#include "hoststate.h"
 #include "kestrelclient.h"
 
 #include <QJsonArray>
@@ -9,8 +10,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-constexpr int maskBits = 32;
 
 QString nameOf(const QJsonValue& object)
 {
@@ -25,21 +24,10 @@ QString withMarks(QString text, const QStringList& marks)
     return text;
 }
 
-QStringList names(const QJsonValue& list)
-{
-    QStringList result;
-    const QJsonArray elements = list.toArray();
-    for (const QJsonValue element : elements) {
-        result.append(nameOf(element));
-    }
-    return result;
-}
-
-QString transitions(const QJsonValue& list)
+QString transitions(const QJsonArray& list)
 {
     QStringList texts;
-    const QJsonArray elements = list.toArray();
-    for (const QJsonValue element : elements) {
+    for (const QJsonValue element : list) {
         QStringList marks;
         if (element["isCurrent"_L1].toBool()) {
             marks.append(u"current, %1 ms"_s.arg(element["duration"_L1].toInt()));
@@ -50,24 +38,17 @@ QString transitions(const QJsonValue& list)
 }
 
 // The items of the program scene whose bit is set, by name as far as the scene list tells.
-QString mask(const KestrelClient& client, const QJsonValue& value)
+QString mask(const KestrelClient& client, qint32 mask)
 {
-    const auto bits = static_cast<quint32>(value.toInteger());
-    const QString program = client.value(u"currentScene"_s).toString();
+    const HostState host(client);
+    const QList<HostItem> items = host.items(host.program());
     QStringList set;
-    const QJsonArray scenes = client.value(u"sceneList"_s).toArray();
-    for (const QJsonValue scene : scenes) {
-        if (scene["name"_L1].toString() != program) {
-            continue;
-        }
-        const QStringList items = names(scene["sourceList"_L1]);
-        for (qsizetype i = 0; i < items.size(); ++i) {
-            if (bits >> (i % maskBits) & 1U) {
-                set.append(items[i]);
-            }
+    for (qsizetype i = 0; i < items.size(); ++i) {
+        if (HostState::isSet(mask, i)) {
+            set.append(Console::printable(items[i].name));
         }
     }
-    return withMarks(QString::number(value.toInteger()), set);
+    return withMarks(QString::number(mask), set);
 }
 
 } // namespace
@@ -96,18 +77,26 @@ QString value(const KestrelClient& client, const QString& name)
 {
     const QJsonValue value = client.value(name);
     if (value.isDouble() && (name == "sourceVisibles"_L1 || name == "sourceLocks"_L1)) {
-        return mask(client, value);
+        return mask(client, static_cast<qint32>(value.toInteger()));
     }
     if (name == "transitionDuration"_L1) {
         return QString::number(value.toInteger()) + " ms"_L1;
     }
     if (name == "transitionsList"_L1) {
-        return transitions(value);
+        return transitions(value.toArray());
+    }
+    if (value.isArray()) {
+        QStringList names;
+        const QJsonArray elements = value.toArray();
+        for (const QJsonValue element : elements) {
+            names.append(nameOf(element));
+        }
+        return names.join(", "_L1);
     }
     if (value.isBool()) {
-        return value.toBool() ? u"yes"_s : u"no"_s;
+        return value.toBool() ? u"on"_s : u"off"_s;
     }
-    const QString text = value.isArray() ? names(value).join(", "_L1) : value.toVariant().toString();
+    const QString text = value.toVariant().toString();
     return text.isEmpty() ? u"-"_s : Console::printable(text);
 }
 

@@ -2,9 +2,8 @@
 #include "tour.h"
 
 #include "console.h"
-#include "portoption.h"
+#include "pluginport.h"
 
-#include <QEventLoop>
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -19,14 +18,12 @@ constexpr std::chrono::milliseconds pollInterval = 100ms;
 } // namespace
 
 Tour::Tour(quint16 port)
-    : m_port(port)
+    : m_session({port, std::nullopt, false})
+    , m_client(m_session.client())
 {
     connect(&m_client, &KestrelClient::valueChanged, this,
             [this](const QString& name, const QJsonValue& value) { m_journal.append(name, value); });
     connect(&m_client, &KestrelClient::synchronized, this, [this] { m_stateOrder = m_journal.names(); });
-    connect(&m_client, &KestrelClient::failed, this, [this](const QString& text) { m_ending = text; });
-    connect(&m_client, &KestrelClient::disconnected, this,
-            [this] { m_ending = u"the plug-in closed the connection"_s; });
 }
 
 bool Tour::run()
@@ -37,7 +34,7 @@ bool Tour::run()
         if (!(this->*step.act)()) {
             Console::printLine(u"✗ %1: not seen: %2"_s.arg(step.title, m_missing));
             if (!m_client.isSynchronized()) {
-                Console::printError(PortOption::advice(m_port));
+                Console::printError(PluginPort::advice(m_session.options().port));
             }
             // A host that still records asks before it closes.
             m_client.set(u"recording"_s, 0);
@@ -52,35 +49,12 @@ bool Tour::run()
 
 bool Tour::waitFor(const QString& what, const std::function<bool()>& condition, const std::function<void()>& poll)
 {
-    QEventLoop loop;
-    QTimer deadlineTimer;
-    QTimer pollTimer;
-    const auto look = [&] {
-        if (condition() || !m_ending.isEmpty()) {
-            loop.quit();
-        }
-    };
-    deadlineTimer.setSingleShot(true);
-    connect(&deadlineTimer, &QTimer::timeout, &loop, &QEventLoop::quit);
-    connect(&m_client, &KestrelClient::valueChanged, &loop, look);
-    connect(&m_client, &KestrelClient::synchronized, &loop, look);
-    connect(&m_client, &KestrelClient::failed, &loop, look);
-    connect(&m_client, &KestrelClient::disconnected, &loop, look);
-    if (poll) {
-        connect(&pollTimer, &QTimer::timeout, &loop, poll);
-        pollTimer.start(pollInterval);
-        poll();
-    }
-    deadlineTimer.start(waitLimit);
-    if (!condition() && m_ending.isEmpty()) {
-        loop.exec();
-    }
-    if (condition()) {
+    if (m_session.waitFor(condition, waitLimit, {poll, pollInterval})) {
         return true;
     }
     m_missing = what;
-    if (!m_ending.isEmpty()) {
-        m_missing += " ("_L1 + m_ending + ')'_L1;
+    if (!m_session.ending().isEmpty()) {
+        m_missing += " ("_L1 + m_session.ending() + ')'_L1;
     }
     return false;
 }

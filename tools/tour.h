@@ -2,7 +2,7 @@
 #pragma once
 
 #include "journal.h"
-#include "kestrelclient.h"
+#include "session.h"
 
 #include <functional>
 
@@ -45,15 +45,14 @@ private:
     bool waitForRun(const QList<Journal::Expectation>& run);
     bool require(const QString& what, bool holds);
 
-    // The scene of that name in the latest scene list; empty when there is none.
-    QJsonObject scene(const QString& name) const;
+    QJsonObject scene(const QString& name) const { return m_session.host().scene(name); }
+
     bool setItemVisible(bool isVisible);
 
-    const quint16 m_port;
-    KestrelClient m_client;
-    Journal m_journal; // of the running step
+    Session m_session;
+    KestrelClient& m_client; // of the session
+    Journal m_journal;       // of the running step
     QStringList m_stateOrder;
-    QString m_ending; // why there is no connection any more
-    QString m_seen;   // what the running step tells when it has succeeded
+    QString m_seen; // what the running step tells when it has succeeded
     QString m_missing;
 };

@@ -18,7 +18,6 @@ namespace {
 const QStringList sceneNames {u"Opening"_s, u"Interview"_s, u"Closing"_s};
 const QStringList interviewItems {u"Lower third"_s, u"Guest"_s, u"Host"_s, u"Backdrop"_s};
 constexpr qsizetype minimumItems = 3;
-constexpr int maskBits = 32;
 
 const QString firstScene = u"Opening"_s;
 const QString programScene = u"Interview"_s;
@@ -27,27 +26,23 @@ const QString hiddenItem = u"Guest"_s;
 constexpr qint32 hiddenItemBit = 1 << 1; // it is the second from the top
 const QString recordingGoal = u"00:00:03"_s;
 
-QStringList itemNames(const QJsonObject& scene)
+QStringList itemNames(const HostState& host, const QString& scene)
 {
     QStringList names;
-    const QJsonArray items = scene["sourceList"_L1].toArray();
-    for (const QJsonValue item : items) {
-        names.append(item["name"_L1].toString());
+    for (const HostItem& item : host.items(scene)) {
+        names.append(item.name);
     }
     return names;
 }
 
 // The visible items of a scene as the mask that "sourceVisibles" reads and takes.
-qint32 visibleMask(const QJsonObject& scene)
+qint32 visibleMask(const HostState& host, const QString& scene)
 {
-    quint32 mask = 0;
-    const QJsonArray items = scene["sourceList"_L1].toArray();
-    for (const QJsonValue item : items) {
-        if (item["isVisible"_L1].toBool()) {
-            mask |= quint32 {1} << (item["sortIndex"_L1].toInt() % maskBits);
-        }
+    QList<bool> visible;
+    for (const HostItem& item : host.items(scene)) {
+        visible.append(item.isVisible);
     }
-    return static_cast<qint32>(mask);
+    return HostState::mask(visible);
 }
 
 } // namespace
@@ -73,7 +68,7 @@ const QList<Tour::Step>& Tour::steps()
 bool Tour::receiveFullState()
 {
     const QStringList& expected = KestrelClient::statePropertyNames();
-    m_client.connectToPlugin(m_port);
+    m_client.connectToPlugin(m_session.options().port);
     m_seen = u"%1 values, in their order"_s.arg(expected.size());
     return waitFor(u"the full state"_s, [this] { return m_client.isSynchronized(); })
         && require("the values in their order; what arrived: "_L1 + m_stateOrder.join(", "_L1),
@@ -87,7 +82,7 @@ bool Tour::readSceneList()
 {
     QStringList texts;
     for (const QString& name : sceneNames) {
-        const QStringList items = itemNames(scene(name));
+        const QStringList items = itemNames(m_session.host(), name);
         if (!require(u"scene %1 with %2 items or more"_s.arg(name).arg(minimumItems), items.size() >= minimumItems)) {
             return false;
         }
@@ -95,7 +90,7 @@ bool Tour::readSceneList()
     }
     m_seen = texts.join(", "_L1);
     return require(u"the items of %1: %2"_s.arg(programScene, interviewItems.join(", "_L1)),
-                   itemNames(scene(programScene)) == interviewItems);
+                   itemNames(m_session.host(), programScene) == interviewItems);
 }
 
 bool Tour::switchProgramScene()
@@ -118,16 +113,17 @@ bool Tour::showItem()
 
 bool Tour::setItemVisible(bool isVisible)
 {
-    const QJsonObject before = scene(programScene);
-    const qint32 mask = isVisible ? visibleMask(before) | hiddenItemBit : visibleMask(before) & ~hiddenItemBit;
+    const HostState host = m_session.host();
+    const qint32 before = visibleMask(host, programScene);
+    const QStringList names = itemNames(host, programScene);
+    const qint32 mask = isVisible ? before | hiddenItemBit : before & ~hiddenItemBit;
     m_client.set(u"sourceVisibles"_s, mask);
     if (!waitForRun({{u"sceneList"_s, {}}, {u"sourceVisibles"_s, mask}})) {
         return false;
     }
-    const QJsonObject after = scene(programScene);
-    m_seen = u"%1 (mask %2 to %3)"_s.arg(hiddenItem).arg(visibleMask(before)).arg(mask);
-    return require(u"the change of exactly that item; the scene now: "_s + StateText::scene(after),
-                   visibleMask(before) != mask && visibleMask(after) == mask && itemNames(after) == itemNames(before));
+    m_seen = u"%1 (mask %2 to %3)"_s.arg(hiddenItem).arg(before).arg(mask);
+    return require(u"the change of exactly that item; the scene now: "_s + StateText::scene(scene(programScene)),
+                   before != mask && visibleMask(host, programScene) == mask && itemNames(host, programScene) == names);
 }
 
 bool Tour::enterStudioMode()
@@ -230,15 +226,4 @@ bool Tour::readStatistics()
     }
     m_seen = texts.join(", "_L1);
     return true;
-}
-
-QJsonObject Tour::scene(const QString& name) const
-{
-    const QJsonArray scenes = m_client.value(u"sceneList"_s).toArray();
-    for (const QJsonValue scene : scenes) {
-        if (scene["name"_L1].toString() == name) {
-            return scene.toObject();
-        }
-    }
-    return {};
 }
