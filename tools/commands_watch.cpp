@@ -45,7 +45,11 @@ public:
     explicit ChangePrinter(Session& session)
         : m_session(session)
         , m_sceneTexts(sceneTexts())
-    {}
+    {
+        for (const QString& name : Statistics::names()) {
+            m_texts[name] = StateText::value(session.client(), name);
+        }
+    }
 
     void print(const QString& name)
     {
