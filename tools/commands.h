@@ -33,7 +33,8 @@ int watchStats(Session& session);
 
 // A value as it is typed: the name of a scene or a transition, a number, "on" or "off".
 int set(Session& session, const QString& name, const QString& text);
-int changeItems(Session& session, ItemChange change, const QStringList& items);
+int setMask(Session& session, const QString& property, const QString& text);
+int changeItems(Session& session, ItemChange change, const QStringList& names);
 int putOnAir(Session& session, const QString& scene);
 int choosePreview(Session& session, const QString& scene);
 int chooseTransition(Session& session, const QString& transition);

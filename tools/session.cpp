@@ -16,8 +16,9 @@ Session::Session(const Options& options)
         m_ending = u"the plug-in closed the connection"_s;
         look();
     });
-    connect(&m_client, &KestrelClient::synchronized, this, &Session::look);
-    connect(&m_client, &KestrelClient::valueChanged, this, &Session::look);
+    // Queued: a condition can depend on what other slots of these signals note down.
+    connect(&m_client, &KestrelClient::synchronized, this, &Session::look, Qt::QueuedConnection);
+    connect(&m_client, &KestrelClient::valueChanged, this, &Session::look, Qt::QueuedConnection);
 }
 
 bool Session::open(std::chrono::milliseconds limit)
@@ -64,10 +65,8 @@ bool Session::read(const QStringList& names)
     // The answer passes over unknown names, so its end is marked by a property that is never told without being asked.
     const QString marker = u"fps"_s;
     qsizetype missing = names.count(marker) + 1;
-    const auto counting = connect(&m_client, &KestrelClient::valueChanged, this, [&](const QString& name) {
-        missing -= name == marker ? 1 : 0;
-        look();
-    });
+    const auto counting = connect(&m_client, &KestrelClient::valueChanged, this,
+                                  [&](const QString& name) { missing -= name == marker ? 1 : 0; });
     const bool isAsked = m_client.get(names + QStringList {marker});
     const bool isAnswered = isAsked && waitFor([&] { return missing == 0; }, timeout());
     disconnect(counting);

@@ -49,6 +49,9 @@ bool Tour::run()
 
 bool Tour::waitFor(const QString& what, const std::function<bool()>& condition, const std::function<void()>& poll)
 {
+    if (poll) {
+        poll(); // the first reading is of the beginning, however late the next ones are
+    }
     if (m_session.waitFor(condition, waitLimit, {poll, pollInterval})) {
         return true;
     }
