@@ -7,10 +7,13 @@
 
 #include <QJsonArray>
 
+#include <array>
 #include <chrono>
 #include <stdexcept>
 
 #include <poll.h>
+#include <sys/epoll.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -66,12 +69,19 @@ public:
         , m_asking(remoteSession(setting.remote, 0))
         , m_events(remoteSession(setting.remote, sceneItemEvents))
         , m_scene(setting.scene)
+        , m_isTold(crowd.channels().size() + 1)
+        , m_poll(epoll_create1(EPOLL_CLOEXEC))
     {
-        for (Channel& channel : m_crowd.channels()) {
-            m_polled.push_back({channel.descriptor(), POLLIN, 0});
+        for (std::size_t i = 0; i < m_isTold.size(); ++i) {
+            epoll_event event {EPOLLIN, {.u64 = i}};
+            epoll_ctl(m_poll, EPOLL_CTL_ADD, listener(i).descriptor(), &event);
         }
-        m_polled.push_back({m_events.descriptor(), POLLIN, 0});
     }
+
+    ~Change() { close(m_poll); }
+
+    Change(const Change&) = delete;
+    Change& operator=(const Change&) = delete;
 
     // Hides or shows the bottom-most item of the scene. The times until every controller has the mask, and until the
     // event has come.
@@ -82,17 +92,12 @@ public:
             = m_asking.encode(remoteRequest("SetSceneItemEnabled",
                                             R"({"sceneName":")" + m_scene + R"(","sceneItemId":1,"sceneItemEnabled":)"
                                                 + (m_isVisible ? "true}" : "false}")));
-        for (pollfd& polled : m_polled) {
-            polled.fd = std::abs(polled.fd);
-        }
-        m_waiting = m_polled.size();
+        m_isTold.assign(m_isTold.size(), false);
+        m_waiting = m_isTold.size();
         m_begin = Clock::now();
         m_asking.send(request);
         while (m_waiting > 0) {
-            if (poll(m_polled.data(), m_polled.size(), std::chrono::milliseconds(changeLimit).count()) <= 0) {
-                throw std::runtime_error("a change was not told to everybody");
-            }
-            takeWhatCame();
+            takeWhatComes();
         }
         if (m_asking.receive().find(R"("result":true)") == std::string_view::npos) {
             throw std::runtime_error("the remote did not make the change");
@@ -101,18 +106,28 @@ public:
     }
 
 private:
-    void takeWhatCame()
+    // The controllers, then the event session.
+    Channel& listener(std::size_t index)
     {
-        for (std::size_t i = 0; i < m_polled.size(); ++i) {
-            if (m_polled[i].fd < 0 || !m_polled[i].revents) {
-                continue;
-            }
-            const bool isEvent = i + 1 == m_polled.size();
-            Channel& channel = isEvent ? m_events : m_crowd.channels()[i];
-            channel.read();
-            if (hasTaken(channel, isEvent ? "SceneItemEnableStateChanged" : R"("name":"sourceVisibles")")) {
+        return index < m_crowd.channels().size() ? m_crowd.channels()[index] : m_events;
+    }
+
+    void takeWhatComes()
+    {
+        std::array<epoll_event, 64> ready {};
+        const int count
+            = epoll_wait(m_poll, ready.data(), ready.size(), std::chrono::milliseconds(changeLimit).count());
+        if (count <= 0) {
+            throw std::runtime_error("a change was not told to everybody");
+        }
+        for (int i = 0; i < count; ++i) {
+            const std::size_t index = ready[static_cast<std::size_t>(i)].data.u64;
+            const bool isEvent = index + 1 == m_isTold.size();
+            listener(index).read();
+            if (hasTaken(listener(index), isEvent ? "SceneItemEnableStateChanged" : R"("name":"sourceVisibles")")
+                && !m_isTold[index]) {
                 (isEvent ? m_event_us : m_pushed_us) = microseconds(Clock::now() - m_begin);
-                m_polled[i].fd = -m_polled[i].fd; // not to be looked at any more
+                m_isTold[index] = true;
                 --m_waiting;
             }
         }
@@ -133,8 +148,9 @@ private:
     Channel m_asking;
     Channel m_events;
     std::string m_scene;
-    std::vector<pollfd> m_polled; // the controllers, then the event session
+    std::vector<bool> m_isTold;
     std::size_t m_waiting = 0;
+    int m_poll;
     bool m_isVisible = true;
     Clock::time_point m_begin;
     double m_pushed_us = 0;
