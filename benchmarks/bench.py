@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
-"""Measures the plug-in in a real host against an echo, the host's bundled WebSocket remote and the bare cost of the host's
-own calls, all within one run; what counts are the ratios. What ./bench does once everything is built."""
+"""Measures the plug-in in a real host against an echo, the host's bundled WebSocket remote and the bare cost of the
+host's own calls, all within one run; what counts are the ratios. What ./bench does once everything is built."""
 
 import argparse
 import json
@@ -151,7 +151,8 @@ class Bench:
         self.row(f"sceneList {size}, main thread, to the floor", f"{plugin:.2f} / {floor:.2f} ms",
                  [r["plugin"]["main_us"] / r["floor_us"] for r in rounds], 2)
         self.row(f"sceneList {size}, on the wire, to the remote's {rounds[0]['remoteRequests']} requests",
-                 f"{wire:.2f} / {remote:.0f} ms", [r["plugin"]["wire_us"] / r["remote"]["wire_us"] for r in rounds], 0.05)
+                 f"{wire:.2f} / {remote:.0f} ms", [r["plugin"]["wire_us"] / r["remote"]["wire_us"] for r in rounds],
+                 0.05)
         self.row(f"sceneList {size}, main thread, to the remote's requests", f"{plugin:.2f} / {remote_main:.0f} ms",
                  [r["plugin"]["main_us"] / r["remote"]["main_us"] for r in rounds])
 
@@ -206,7 +207,8 @@ PARTS = ("roundtrip", "pipelined", "push", "scenelist", "longpush", "idle", "gro
 
 def main():
     parser = argparse.ArgumentParser(prog="./bench", description="Measure the plug-in in a real host.")
-    parser.add_argument("parts", nargs="*", metavar="PART", help=f"of {', '.join(PARTS)}, micro; all but micro unless given")
+    parser.add_argument("parts", nargs="*", metavar="PART",
+                        help=f"of {', '.join(PARTS)}, micro; all but micro unless given")
     parser.add_argument("--quick", action="store_true", help="fewer rounds")
     arguments = parser.parse_args()
     unknown = set(arguments.parts) - set(PARTS) - {"micro"}

@@ -24,10 +24,12 @@ def panel(left, title, series):
              f'exponent {series["exponent"]:.2f}</text>']
     for power in range(x_low, x_high + 1):
         parts.append(f'<path d="M{x(10 ** power):.1f} {HEIGHT - MARGIN}V{MARGIN}" stroke="#ddd"/>'
-                     f'<text x="{x(10 ** power):.1f}" y="{HEIGHT - MARGIN + 18}" text-anchor="middle">{10 ** power}</text>')
+                     f'<text x="{x(10 ** power):.1f}" y="{HEIGHT - MARGIN + 18}" '
+                     f'text-anchor="middle">{10 ** power}</text>')
     for power in range(y_low, y_high + 1):
         parts.append(f'<path d="M{left + MARGIN} {y(10 ** power):.1f}H{left + WIDTH - MARGIN}" stroke="#ddd"/>'
-                     f'<text x="{left + MARGIN - 6}" y="{y(10 ** power) + 4:.1f}" text-anchor="end">{10.0 ** power:g} ms</text>')
+                     f'<text x="{left + MARGIN - 6}" y="{y(10 ** power) + 4:.1f}" '
+                     f'text-anchor="end">{10.0 ** power:g} ms</text>')
     line = " ".join(f"{x(n):.1f},{y(t):.1f}" for n, t in counts.items())
     parts.append(f'<polyline points="{line}" fill="none" stroke="#5e81ac" stroke-width="2"/>')
     for n, t in counts.items():
