@@ -121,9 +121,14 @@ void NetworkConnection::readData()
         logInfo("NetworkConnection::readData failed");
         m_socket.disconnectFromHost();
     } else if (m_socket.bytesAvailable() > 0 && !m_isOverloaded) {
-        m_isReadPending = true;
-        QMetaObject::invokeMethod(this, &NetworkConnection::readData, Qt::QueuedConnection);
+        readLater();
     }
+}
+
+void NetworkConnection::readLater()
+{
+    m_isReadPending = true;
+    QMetaObject::invokeMethod(this, &NetworkConnection::readData, Qt::QueuedConnection);
 }
 
 void NetworkConnection::parsedData(QJsonObject json)
@@ -148,7 +153,15 @@ void NetworkConnection::terminate()
 void NetworkConnection::disconnectCompleted()
 {
     m_aliveTimer.invalidate();
+    const QPointer<NetworkConnection> self(this);
+    ++m_handlersRunning; // the socket is on the stack, too
     emit disconnectedFromClient(this);
+    if (self) {
+        --m_handlersRunning;
+        if (m_isReadPending) {
+            readLater(); // a nested event loop has passed over it
+        }
+    }
 }
 
 void NetworkConnection::restartAliveTimer()

@@ -12,7 +12,7 @@
 // Created, checked and deleted by NetworkServer, on the main thread; nothing deletes itself. Everyone else knows a
 // connection as a handle, valid from NetworkServer::connectionAdded until the idle pass that deletes it. Handlers of
 // receivedJson run inside the handling of the socket's input and may enter a nested event loop (a modal dialog of the
-// host): then no further frame of this connection is handled until they return.
+// host): then no further frame of this connection is handled until they return. So may those of disconnectedFromClient.
 class NetworkConnection : public QObject
 {
     Q_OBJECT
@@ -57,6 +57,7 @@ public slots:
     void disconnectCompleted();
 
 private:
+    void readLater();
     void restartAliveTimer();
     bool isExpired() const;
     bool isOverloaded();

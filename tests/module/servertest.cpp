@@ -5,12 +5,17 @@
 #include "tests/support/controller.h"
 #include "tests/support/logcapture.h"
 
+#include <QAbstractEventDispatcher>
 #include <QElapsedTimer>
 #include <QHostAddress>
 #include <QPointer>
+#include <QScopeGuard>
 #include <QTest>
 
 #include <functional>
+
+#include <sys/resource.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 using Ending = std::function<void(std::unique_ptr<NetworkServer>&, Controller&)>;
@@ -184,6 +189,61 @@ private slots:
             QTRY_COMPARE(handled, 2); // without any further byte
             QVERIFY(controller->isConnected());
         }
+    }
+
+    void survivesNestedEventLoopAtTheEnd()
+    {
+        for (const bool isServerDestroyed : {false, true}) {
+            init();
+            const auto controller = connectController();
+            const auto bystander = connectController();
+            connect(m_server.get(), &NetworkServer::connectionRemoved, this, [&](const auto* connection) {
+                if (connection != m_connections.at(0)) {
+                    return;
+                }
+                bystander->close();
+                QTRY_VERIFY(!m_connections.at(1)); // idle passes delete others only
+                if (isServerDestroyed) {
+                    m_server.reset();
+                }
+                QCOMPARE(m_connections.at(0).get(), connection);
+            });
+            controller->sendBytes(QByteArray("0002{}").repeated(100'000)); // more than is handled at once
+            controller->close();
+            QTRY_VERIFY(!m_connections.at(0) && !m_connections.at(1));
+        }
+    }
+
+    void pausesAcceptingWithoutDescriptors()
+    {
+        const auto before = connectController();
+        connect(m_server.get(), &NetworkServer::receivedJson, m_server.get(), [this] { m_server->writeAll("{}"); });
+        takeLog();
+        rlimit limit {};
+        QCOMPARE(getrlimit(RLIMIT_NOFILE, &limit), 0);
+        const auto restore = qScopeGuard([limit] { setrlimit(RLIMIT_NOFILE, &limit); });
+        const int lowestFree = dup(STDIN_FILENO);
+        close(lowestFree);
+        const rlimit tight {static_cast<rlim_t>(lowestFree + 1), limit.rlim_max};
+        QCOMPARE(setrlimit(RLIMIT_NOFILE, &tight), 0);
+        Controller waiting(m_server->serverPort()); // has the last descriptor
+        QVERIFY(waiting.isConnected());             // to the system, which lets it wait
+        QStringList logged;
+        QTRY_COMPARE(logged += m_log.take(), QStringList {u"Out of file descriptors, new connections have to wait"_s});
+        int turns = 0;
+        connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake, m_server.get(),
+                [&turns] { ++turns; });
+
+        QElapsedTimer elapsed;
+        elapsed.start();
+        QTRY_VERIFY(elapsed.durationElapsed() > 2 * NetworkLimits::acceptRetryInterval); // tried again meanwhile
+        before->send({});
+        QVERIFY(before->next());
+        QCOMPARE(m_connections.size(), 1);
+        QVERIFY2(turns < 1000, "the event loop spins");
+        setrlimit(RLIMIT_NOFILE, &limit);
+        QTRY_COMPARE(m_connections.size(), 2);
+        QCOMPARE(takeLog(), u"announced/Added new connection"_s); // the shortage was told once
     }
 
 private:
