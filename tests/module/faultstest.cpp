@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "protocol/propertynames.h"
+#include "tests/support/stage.h"
+#include "tests/support/table.h"
+
+#include <functional>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+using Loss = std::function<void(FakeFrontEnd&)>;
+Q_DECLARE_METATYPE(Loss)
+
+// A host that has nothing to give, and one that ends or changes its collection at any moment.
+class FaultsTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+
+    void initTestCase() { QVERIFY2(Host::start(), "libobs did not start; is there a display?"); }
+
+    void cleanupTestCase() { QCOMPARE(Host::stop(), 0); }
+
+    void worksWithout_data()
+    {
+        QTest::addColumn<Loss>("lose");
+        QTest::addColumn<QString>("property");
+        QTest::addColumn<QJsonValue>("fallback");
+        const QJsonValue none(u""_s);
+        const QJsonValue all(7);
+        const auto row = [](const char* name, const Loss& lose, const QString& property, const QJsonValue& fallback) {
+            QTest::newRow(name) << lose << property << fallback;
+        };
+        const auto loseScene = [](auto& host) {
+            obs_source_remove(host.scenes[1]);
+            host.scenes[1] = nullptr;
+        };
+        row(
+            "scene on air", [](auto& host) { host.currentScene = nullptr; }, u"sourceVisibles"_s, none);
+        row(
+            "scenes", [](auto& host) { host.clearCollection(); }, u"sceneList"_s, QJsonArray());
+        row("one of the scenes", loseScene, u"sourceVisibles"_s, all);
+        row(
+            "one of the transitions", [](auto& host) { host.transitions[1] = nullptr; }, u"sourceVisibles"_s, all);
+        row(
+            "transition", [](auto& host) { host.currentTransition = nullptr; }, u"currentTransition"_s, none);
+        row(
+            "preview in studio mode", [](auto& host) { host.isStudioMode = true; }, u"previewScene"_s, none);
+        row(
+            "profile", [](auto& host) { config_close(std::exchange(host.profile, nullptr)); }, u"freeDisk"_s,
+            u"Error"_s);
+        const auto loseWindow = [](auto& host) {
+            host.durationBox->setParent(nullptr); // goes on answering the host's calls
+            host.window.reset();
+        };
+        row("window", loseWindow, u"transitionDuration"_s, 300);
+        const auto loseWidgets = [](auto& host) {
+            host.durationBox->setParent(nullptr);
+            delete host.sceneList;
+        };
+        row("widgets in the window", loseWidgets, u"transitionDuration"_s, 300);
+    }
+
+    void worksWithout()
+    {
+        QFETCH(const Loss, lose);
+        QFETCH(const QString, property);
+        FakeFrontEnd host;
+        lose(host);
+        const std::unique_ptr<QWidget> orphan(host.window && host.durationBox->parent() ? nullptr : host.durationBox);
+        NetworkServer server(nullptr);
+        ProtocolAdapter adapter(&server);
+        server.start(0);
+        Controller controller(server.serverPort());
+        QVERIFY(controller.next());
+        QTEST(controller.value(property), "fallback");
+        constexpr int lastEvent = 42;
+        for (int event = 0; event <= lastEvent; ++event) {
+            if (event != OBS_FRONTEND_EVENT_EXIT) {
+                host.raise(event);
+            }
+        }
+        for (const QLatin1StringView name : statePropertyNames) {
+            controller.set(name, 1);
+            controller.set(name, u"Main"_s);
+        }
+        QVERIFY(!controller.untilAnswer().contains("(no answer)"_L1));
+        host.raise(OBS_FRONTEND_EVENT_EXIT);
+    }
+
+    void endsAnywhere_data() { addTable(QFINDTESTDATA("pushes.txt"), {"script", "heard"}); }
+
+    void endsAnywhere()
+    {
+        QFETCH(QString, script);
+        const QStringList steps = script.remove(u'!').trimmed().split(", "_L1).mid(0, 4);
+        for (qsizetype position = 0; position <= steps.size(); ++position) {
+            for (const int end : {OBS_FRONTEND_EVENT_SCENE_COLLECTION_CLEANUP, OBS_FRONTEND_EVENT_EXIT}) {
+                Stage stage;
+                const auto controller = stage.controller();
+                const OBSWeakSourceAutoRelease scene = obs_source_get_weak_source(stage.host.scenes[0]);
+                const OBSWeakSourceAutoRelease transition = obs_source_get_weak_source(stage.host.transitions[0]);
+                QStringList changed = steps;
+                changed.insert(position, u"event %1"_s.arg(end));
+                for (const QString& step : changed) {
+                    stage.host.perform(step);
+                    controller->set(u"sourceVisibles"_s, 5);
+                    QVERIFY(controller->read(u"sceneList"_s).isArray());
+                }
+                if (stage.host.callbacks.empty()) {
+                    continue; // the host raises no event after its exit
+                }
+                QVERIFY(end != OBS_FRONTEND_EVENT_EXIT);
+                // Whatever came before or behind it, the next cleanup lets go of everything.
+                stage.host.clearCollection();
+                stage.host.raise(end);
+                Host::settle();
+                QVERIFY(obs_weak_source_expired(scene) && obs_weak_source_expired(transition));
+            }
+        }
+    }
+};
+
+QTEST_MAIN(FaultsTest)
+#include "faultstest.moc"
