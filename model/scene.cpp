@@ -67,7 +67,7 @@ SceneSource* Scene::findKnown(ItemKey key) const
     return leaving == m_leavingSources.cend() ? nullptr : leaving->second.get();
 }
 
-// What is made of each item of the host's list, the top-most first.
+// What is made of each item, in the host's order: from the bottom-most upwards.
 template<typename Made>
 std::vector<Made> Scene::collectItems(Made (*make)(obs_sceneitem_t*)) const
 {
@@ -88,9 +88,6 @@ std::vector<Made> Scene::collectItems(Made (*make)(obs_sceneitem_t*)) const
             return true;
         },
         &collection);
-
-    // The host goes from the bottom-most item upwards.
-    std::reverse(collection.made.begin(), collection.made.end());
     return std::move(collection.made);
 }
 
@@ -197,9 +194,8 @@ QList<SceneSource*> Scene::makeSceneSources() const
     const auto items = collectItems<OBSSceneItem>([](obs_sceneitem_t* item) { return OBSSceneItem(item); });
     QList<SceneSource*> made;
     made.reserve(static_cast<qsizetype>(items.size()));
-    for (const OBSSceneItem& item : items) {
-        made.append(new SceneSource(item, queue()));
-    }
+    std::for_each(items.crbegin(), items.crend(),
+                  [&](const OBSSceneItem& item) { made.append(new SceneSource(item, queue())); });
     return made;
 }
 

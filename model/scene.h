@@ -6,6 +6,7 @@
 #include <QList>
 
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -25,10 +26,11 @@ public:
     // Top-most item first. Owned by the scene; invalid after the next rebuild.
     const QList<SceneSource*>& sceneSources() const;
 
-    // What the host says of its items now, top-most first, without wrappers: names in UTF-8.
+    // What the host says of its items now, without wrappers and, as the host goes, from the bottom-most upwards. The
+    // name is in UTF-8.
     struct ItemState
     {
-        QByteArray name;
+        std::string name;
         bool isVisible;
         bool isLocked;
     };

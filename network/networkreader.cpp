@@ -104,12 +104,15 @@ bool NetworkReader::readBody()
 
 bool NetworkReader::decodeBody()
 {
-    // Through a string, so that invalid UTF-8 becomes U+FFFD instead of an error.
-    const QByteArray text = QString::fromUtf8(m_buffer).toUtf8();
     QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(text, &error);
+    QJsonDocument document = QJsonDocument::fromJson(m_buffer, &error);
+    if (error.error != QJsonParseError::NoError) {
+        // Once more through a string, in which invalid UTF-8 has become U+FFFD.
+        m_buffer = QString::fromUtf8(m_buffer).toUtf8();
+        document = QJsonDocument::fromJson(m_buffer, &error);
+    }
     if (error.error != QJsonParseError::NoError || !document.isObject()) {
-        logInfo("Malformed json: %s", text.constData());
+        logInfo("Malformed json: %s", m_buffer.constData());
         return false;
     }
     m_hasReadLongFrame |= m_isBodyLong;

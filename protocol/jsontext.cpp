@@ -5,6 +5,7 @@
 #include <QJsonDocument>
 
 #include <algorithm>
+#include <charconv>
 
 namespace {
 
@@ -15,40 +16,13 @@ bool isPlain(char character)
 
 } // namespace
 
-JsonText& JsonText::open(char bracket)
-{
-    separate();
-    m_text.append(bracket);
-    m_isFirst = true;
-    return *this;
-}
-
-JsonText& JsonText::close(char bracket)
-{
-    m_text.append(bracket);
-    m_isFirst = false;
-    return *this;
-}
-
-JsonText& JsonText::key(QLatin1StringView name)
-{
-    separate();
-    m_text.append('"').append(name.data(), name.size()).append("\":", 2);
-    m_isFirst = true;
-    return *this;
-}
-
-JsonText& JsonText::boolean(bool value)
-{
-    separate();
-    m_text.append(value ? "true" : "false");
-    return *this;
-}
-
 JsonText& JsonText::number(qsizetype value)
 {
+    constexpr qsizetype longest_bytes = 20;
     separate();
-    m_text.append(QByteArray::number(static_cast<qlonglong>(value)));
+    char* room = claim(longest_bytes);
+    const char* end = std::to_chars(room, room + longest_bytes, value).ptr;
+    m_length_bytes -= longest_bytes - (end - room);
     return *this;
 }
 
@@ -56,18 +30,43 @@ JsonText& JsonText::string(QByteArrayView utf8)
 {
     separate();
     if (std::all_of(utf8.begin(), utf8.end(), isPlain)) {
-        m_text.append('"').append(utf8).append('"');
+        append("\"");
+        append(std::string_view(utf8.data(), static_cast<std::size_t>(utf8.size())));
+        append("\"");
     } else {
-        const QByteArray array = QJsonDocument(QJsonArray {QString::fromUtf8(utf8)}).toJson(QJsonDocument::Compact);
-        m_text.append(QByteArrayView(array).sliced(1).chopped(1));
+        appendEncoded(QString::fromUtf8(utf8));
     }
     return *this;
 }
 
-void JsonText::separate()
+JsonText& JsonText::value(const QJsonValue& value)
 {
-    if (!m_isFirst) {
-        m_text.append(',');
+    if (value.isBool()) {
+        return boolean(value.toBool());
     }
-    m_isFirst = false;
+    if (value.isString()) {
+        return string(value.toString().toUtf8());
+    }
+    separate();
+    appendEncoded(value);
+    return *this;
+}
+
+void JsonText::appendEncoded(const QJsonValue& value)
+{
+    const QByteArray array = QJsonDocument(QJsonArray {value}).toJson(QJsonDocument::Compact);
+    append(std::string_view(array).substr(1, static_cast<std::size_t>(array.size()) - 2));
+}
+
+QByteArray JsonText::take()
+{
+    m_text.truncate(m_length_bytes);
+    return std::move(m_text);
+}
+
+void JsonText::grow(qsizetype missing_bytes)
+{
+    constexpr qsizetype least_bytes = 512;
+    m_text.resize(std::max({2 * m_text.size(), m_length_bytes + missing_bytes, least_bytes}));
+    m_begin = m_text.data();
 }

@@ -13,33 +13,34 @@ namespace {
 constexpr std::string_view head = R"({"values":[)";
 constexpr std::string_view tail = "]}";
 constexpr qsizetype maximumEntries_bytes = NetworkLimits::maximumBody_bytes - head.size() - tail.size();
+
+QByteArray bodyOf(const QByteArray& entries)
+{
+    QByteArray body;
+    body.reserve(entries.size() + static_cast<qsizetype>(head.size() + tail.size()));
+    body.append(head).append(entries).append(tail);
+    return body;
+}
+
 } // namespace
 
 QByteArray MessagePacker::encode(const QJsonValue& entry)
 {
-    return QJsonDocument(entry.toObject()).toJson(QJsonDocument::Compact);
+    return bodyOf(QJsonDocument(entry.toObject()).toJson(QJsonDocument::Compact));
 }
 
-QByteArray MessagePacker::body(const QByteArray& entry)
+void MessagePacker::append(const QByteArray& body)
 {
-    QByteArray body;
-    body.reserve(entry.size() + static_cast<qsizetype>(head.size() + tail.size()));
-    body.append(head).append(entry).append(tail);
-    return body;
-}
-
-void MessagePacker::append(const QByteArray& entry)
-{
-    if (entry.size() > maximumEntries_bytes) {
-        const QByteArray ownBody = body(entry);
-        if (m_accepts(ownBody.size())) {
+    if (body.size() > NetworkLimits::maximumBody_bytes) {
+        if (m_accepts(body.size())) {
             closeBody();
-            m_bodies.append(ownBody);
-            return;
+            m_bodies.append(body);
+        } else {
+            append(encode({}));
         }
-        append("{}");
         return;
     }
+    const QByteArrayView entry = QByteArrayView(body).sliced(head.size()).chopped(tail.size());
     if (!m_entries.isEmpty() && m_entries.size() + 1 + entry.size() > maximumEntries_bytes) {
         closeBody();
     }
@@ -52,7 +53,7 @@ void MessagePacker::append(const QByteArray& entry)
 void MessagePacker::closeBody()
 {
     if (!m_entries.isEmpty()) {
-        m_bodies.append(body(std::exchange(m_entries, {})));
+        m_bodies.append(bodyOf(std::exchange(m_entries, {})));
     }
 }
 

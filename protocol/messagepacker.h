@@ -7,9 +7,9 @@
 
 #include <functional>
 
-// Joins encoded entries to the bodies of messages {"values":[entry,...]}: in order, each body as full as a frame
-// allows. An entry that is too long for a frame by itself gets a body of its own where the receiver accepts that, and
-// is replaced by the empty object where not.
+// Joins bodies {"values":[entry]} of one entry each to bodies of several: in order, each as full as a frame allows. One
+// that is too long for a frame stays as it is where the receiver accepts that, and has its entry replaced by the empty
+// object where not.
 class MessagePacker
 {
 public:
@@ -20,12 +20,10 @@ public:
         : m_accepts(std::move(accepts))
     {}
 
+    // The body of one entry.
     static QByteArray encode(const QJsonValue& entry);
 
-    // The message of one entry.
-    static QByteArray body(const QByteArray& entry);
-
-    void append(const QByteArray& entry);
+    void append(const QByteArray& body);
 
     // What was appended, as bodies; nothing when nothing was.
     QList<QByteArray> takeBodies();

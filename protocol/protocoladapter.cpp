@@ -77,26 +77,39 @@ QString ProtocolAdapter::methodName(const QString& name, MethodType type)
     return (type == Set ? "set"_L1 : "get"_L1) + name.left(1).toUpper() + name.mid(1);
 }
 
-QJsonValue ProtocolAdapter::valueEntry(const QString& name)
+std::optional<QJsonValue> ProtocolAdapter::invokeGetter(const QString& method)
 {
     QJsonValue value(QJsonValue::Null);
-    const QMetaMethod* getter = findProperty(methodName(name, Get));
+    const QMetaMethod* getter = findProperty(method);
     if (!getter || !getter->invoke(this, Qt::DirectConnection, Q_RETURN_ARG(QJsonValue, value))) {
-        return QJsonObject();
+        return std::nullopt;
     }
-    return QJsonObject {{"name"_L1, name}, {"type"_L1, "set"_L1}, {"value"_L1, value}};
+    return value;
 }
 
-// valueEntry() as text.
-QByteArray ProtocolAdapter::encodedEntry(const QString& name)
+QJsonValue ProtocolAdapter::valueEntry(const QString& name)
 {
-    if (methodName(name, Get) == "getSceneList"_L1) {
-        JsonText text;
-        text.beginObject().key("name"_L1).string(name.toUtf8()).key("type"_L1).string("set").key("value"_L1);
-        writeSceneList(text);
-        return text.endObject().take();
+    if (const std::optional<QJsonValue> value = invokeGetter(methodName(name, Get))) {
+        return QJsonObject {{"name"_L1, name}, {"type"_L1, "set"_L1}, {"value"_L1, *value}};
     }
-    return MessagePacker::encode(valueEntry(name));
+    return QJsonObject();
+}
+
+// The message of valueEntry(), without a tree of values in between.
+QByteArray ProtocolAdapter::encodedValue(const QString& name)
+{
+    JsonText text;
+    text.beginObject().key("values").beginArray().beginObject();
+    const auto beginEntry = [&] { text.key("name").string(name.toUtf8()).key("type").string("set").key("value"); };
+    const QString method = methodName(name, Get);
+    if (method == "getSceneList"_L1) {
+        beginEntry();
+        writeSceneList(text);
+    } else if (const std::optional<QJsonValue> value = invokeGetter(method)) {
+        beginEntry();
+        text.value(*value);
+    }
+    return text.endObject().endArray().endObject().take();
 }
 
 void ProtocolAdapter::writeValue(const QString& name, const QJsonValue& value)
@@ -108,7 +121,7 @@ void ProtocolAdapter::writeValue(const QString& name, const QJsonValue& value)
 
 void ProtocolAdapter::sendValueEntry(const QJsonValue& entry, NetworkConnection* connection)
 {
-    sendBody(MessagePacker::body(MessagePacker::encode(entry)), connection);
+    sendBody(MessagePacker::encode(entry), connection);
 }
 
 void ProtocolAdapter::appendAllValues(QJsonArray& values)
@@ -138,7 +151,7 @@ void ProtocolAdapter::receivedJson(QJsonObject json, NetworkConnection* connecti
         }
         auto known = encoded.constFind(name);
         if (known == encoded.cend()) {
-            known = encoded.insert(name, encodedEntry(name));
+            known = encoded.insert(name, encodedValue(name));
         }
         answer.append(*known);
     }
@@ -152,7 +165,7 @@ void ProtocolAdapter::connectionAdded(NetworkConnection* connection)
     }
     MessagePacker state = answerTo(connection);
     for (const QLatin1StringView name : statePropertyNames) {
-        state.append(encodedEntry(name));
+        state.append(encodedValue(name));
     }
     send(state, connection);
 }

@@ -11,6 +11,8 @@
 #include <QObject>
 #include <QVariant>
 
+#include <optional>
+
 #include <util/platform.h>
 
 class JsonText;
@@ -118,7 +120,8 @@ public slots:
     void sceneSourceLockChanged(const Scene* scene, const SceneSource* source, bool locked);
 
 private:
-    QByteArray encodedEntry(const QString& name);
+    std::optional<QJsonValue> invokeGetter(const QString& method); // nothing: no such property
+    QByteArray encodedValue(const QString& name);
     void writeValue(const QString& name, const QJsonValue& value);
     static MessagePacker answerTo(NetworkConnection* connection);
     void send(MessagePacker& message, NetworkConnection* connection);

@@ -31,7 +31,7 @@ void forEachSceneConnection(Operation operation)
 void ProtocolAdapter::push(std::initializer_list<QLatin1StringView> names)
 {
     for (const QLatin1StringView name : names) {
-        sendBody(MessagePacker::body(encodedEntry(name)), nullptr);
+        sendBody(encodedValue(name), nullptr);
     }
     m_server->flush();
 }

@@ -8,6 +8,7 @@
 
 #include <QJsonDocument>
 
+#include <algorithm>
 #include <limits>
 #include <memory>
 
@@ -49,14 +50,15 @@ void ProtocolAdapter::writeSceneList(JsonText& text) const
 
     text.beginArray();
     for (qsizetype i = 0; i < scenes.size(); ++i) {
-        text.beginObject().key("isCurrent"_L1).boolean(isSameSource(scenes[i], current));
-        text.key("name"_L1).string(scenes[i]->name().toUtf8()).key("sortIndex"_L1).number(i);
-        text.key("sourceList"_L1).beginArray();
+        text.beginObject().key("isCurrent").boolean(isSameSource(scenes[i], current));
+        text.key("name").string(scenes[i]->name().toUtf8()).key("sortIndex").number(i);
+        text.key("sourceList").beginArray();
+        const std::vector<Scene::ItemState> items = scenes[i]->itemStates();
         qsizetype position = 0;
-        for (const Scene::ItemState& item : scenes[i]->itemStates()) {
-            text.beginObject().key("isLocked"_L1).boolean(item.isLocked).key("isVisible"_L1).boolean(item.isVisible);
-            text.key("name"_L1).string(item.name).key("sortIndex"_L1).number(position++).endObject();
-        }
+        std::for_each(items.crbegin(), items.crend(), [&](const Scene::ItemState& item) {
+            text.beginObject().key("isLocked").boolean(item.isLocked).key("isVisible").boolean(item.isVisible);
+            text.key("name").string(item.name).key("sortIndex").number(position++).endObject();
+        });
         text.endArray().endObject();
     }
     text.endArray();

@@ -103,11 +103,11 @@ private slots:
                 return accepts;
             });
             QVERIFY(packer.takeBodies().isEmpty());
-            packer.append(entry(5000));
-            packer.append(entry(4985)); // together with the comma: 9999 bytes
-            packer.append(entry(1));
-            packer.append(entry(9987)); // too long by a byte, for itself
-            packer.append(entry(9986));
+            packer.append(body(entry(5000)));
+            packer.append(body(entry(4985))); // together with the comma: 9999 bytes
+            packer.append(body(entry(1)));
+            packer.append(body(entry(9987))); // too long by a byte, for itself
+            packer.append(body(entry(9986)));
             const QList<QByteArray> ends = accepts ? QList {body("x"), body(entry(9987)), body(entry(9986))}
                                                    : QList {body("x,{}"), body(entry(9986))};
             QCOMPARE(packer.takeBodies(), QList {body(entry(5000) + ',' + entry(4985))} + ends);
