@@ -75,6 +75,7 @@ Channel::Channel(Channel&& other) noexcept
     , m_input(std::move(other.m_input))
     , m_begin(other.m_begin)
     , m_end(other.m_end)
+    , m_acknowledgesAtOnce(other.m_acknowledgesAtOnce)
 {}
 
 void Channel::openWebSocket(uint16_t port)
@@ -133,9 +134,10 @@ void Channel::read()
         m_input.resize(m_end + 2 * readSize_bytes);
     }
     const ssize_t got = recv(m_socket, m_input.data() + m_end, readSize_bytes, 0);
-    // A peer that collects small writes until the last one is acknowledged shall not wait for this client.
-    const int on = 1;
-    setsockopt(m_socket, IPPROTO_TCP, TCP_QUICKACK, &on, sizeof on);
+    if (m_acknowledgesAtOnce) {
+        const int on = 1;
+        setsockopt(m_socket, IPPROTO_TCP, TCP_QUICKACK, &on, sizeof on);
+    }
     if (got <= 0) {
         throw std::runtime_error(got == 0 ? "the connection was closed" : "no answer in time");
     }

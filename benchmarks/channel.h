@@ -27,6 +27,10 @@ public:
     std::string encode(std::string_view body) const;
     static std::string longFrame(std::string_view body);
 
+    // A peer that collects small writes until the last one is acknowledged waits for an ordinary client, whose system
+    // takes its time with that, but not for this one.
+    void acknowledgeAtOnce() { m_acknowledgesAtOnce = true; }
+
     void send(std::string_view bytes);
 
     // The next message, waiting for it. Good until the next call.
@@ -56,6 +60,7 @@ private:
     std::string m_input;
     std::size_t m_begin = 0; // what is before it has been taken
     std::size_t m_end = 0;
+    bool m_acknowledgesAtOnce = false;
 };
 
 // A connection to the plug-in that has received the full state.

@@ -33,6 +33,7 @@ int main(int argc, char** argv)
     application.add_option("--count", setting.count)->required();
     application.add_option("--controllers", setting.controllers);
     application.add_flag("--long-frames", setting.areLong);
+    application.add_flag("--eager", setting.isEager);
     application.add_flag("--alone", setting.isAlone);
     CLI11_PARSE(application, argc, argv);
     try {

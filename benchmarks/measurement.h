@@ -22,6 +22,7 @@ struct Setting
     int count = 0; // requests, reads, changes or milliseconds a round
     int controllers = 1;
     bool areLong = false; // controllers with long frames
+    bool isEager = false; // acknowledges at once
     bool isAlone = false; // only the plug-in reads the scene list
 };
 

@@ -12,6 +12,7 @@
 
 #include <QApplication>
 #include <QBuffer>
+#include <QJsonArray>
 #include <QJsonDocument>
 
 #include <cstdio>
@@ -86,7 +87,7 @@ void writeFrame(benchmark::State& state)
     NetworkWriter writer(&device);
     for (auto _ : state) {
         device.seek(0);
-        writer.write(MessagePacker::body(MessagePacker::encode(entry)));
+        writer.write(MessagePacker::encode(entry));
     }
 }
 
@@ -99,19 +100,11 @@ void valueEntry(benchmark::State& state, const char* name)
     }
 }
 
-void encodedEntry(benchmark::State& state, const char* name)
+void wholeRequest(benchmark::State& state, const char* name)
 {
     Stage stage(state.range(0), state.range(1));
-    const QJsonValue entry = stage.adapter().valueEntry(QString::fromLatin1(name));
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(MessagePacker::encode(entry));
-    }
-}
-
-void wholeRequest(benchmark::State& state)
-{
-    Stage stage(0, 0);
-    const QJsonObject json = QJsonDocument::fromJson(request()).object();
+    const QJsonObject entry {{"type"_L1, "get"_L1}, {"name"_L1, QLatin1StringView(name)}};
+    const QJsonObject json {{"values"_L1, QJsonArray {entry}}};
     for (auto _ : state) {
         stage.adapter().receivedJson(json, nullptr); // no connection: everything but the socket
     }
@@ -119,11 +112,11 @@ void wholeRequest(benchmark::State& state)
 
 BENCHMARK(readFrame);
 BENCHMARK(writeFrame);
-BENCHMARK(wholeRequest);
+BENCHMARK_CAPTURE(wholeRequest, studioMode, "studioMode")->Args({0, 0});
+BENCHMARK_CAPTURE(wholeRequest, sceneList, "sceneList")->Args({1, 20})->Args({10, 20})->Args({100, 20});
 BENCHMARK_CAPTURE(valueEntry, studioMode, "studioMode")->Args({0, 0});
 BENCHMARK_CAPTURE(valueEntry, sourceVisibles, "sourceVisibles")->Args({1, 3})->Args({1, 32});
 BENCHMARK_CAPTURE(valueEntry, sceneList, "sceneList")->Args({1, 20})->Args({10, 20})->Args({100, 20});
-BENCHMARK_CAPTURE(encodedEntry, sceneList, "sceneList")->Args({1, 20})->Args({10, 20})->Args({100, 20});
 
 } // namespace
 

@@ -10,6 +10,7 @@
 #include <array>
 #include <chrono>
 #include <stdexcept>
+#include <thread>
 
 #include <poll.h>
 #include <sys/epoll.h>
@@ -24,6 +25,7 @@ constexpr std::string_view nothing = R"({"values":[]})";
 constexpr auto keepAliveInterval = 3s; // a controller may be silent for 5 s
 constexpr std::size_t searchedLength_bytes = 250;
 constexpr auto changeLimit = 20s;
+constexpr auto pauseForHost = 40ms; // between changes, in which the host paints what has changed
 
 // Many controllers that keep alive.
 class Crowd
@@ -183,6 +185,7 @@ QJsonObject pushes(const Setting& setting)
     const Clock::time_point begin = Clock::now();
     for (int i = 0; i < setting.count || i % 2 == 0; ++i) { // leaves the item as it was
         crowd.keepAlive();
+        std::this_thread::sleep_for(pauseForHost);
         const auto [pushed, event] = change.make();
         pushed_us.push_back(pushed);
         event_us.push_back(event);

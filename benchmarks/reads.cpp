@@ -83,6 +83,9 @@ QJsonObject pipelined(const Setting& setting)
     const HostClock clock(setting.pid);
     QJsonObject result;
     for (Peer& peer : studioModePeers(setting)) {
+        if (setting.isEager) {
+            peer.channel.acknowledgeAtOnce();
+        }
         std::string half;
         for (int i = 0; i < pipelineDepth / 2; ++i) {
             half += peer.request;
