@@ -93,7 +93,7 @@ private slots:
     void endsAnywhere()
     {
         QFETCH(QString, script);
-        const QStringList steps = script.remove(u'!').trimmed().split(", "_L1).mid(0, 4);
+        const QStringList steps = script.remove(u'!').trimmed().split(", "_L1).mid(0, 2);
         for (qsizetype position = 0; position <= steps.size(); ++position) {
             for (const int end : {OBS_FRONTEND_EVENT_SCENE_COLLECTION_CLEANUP, OBS_FRONTEND_EVENT_EXIT}) {
                 Stage stage;
