@@ -112,10 +112,12 @@ void NetworkConnection::readData()
     m_isReadPending = false;
     const QPointer<NetworkConnection> self(this);
     const bool isWellFormed = m_reader.readFrames(QDeadlineTimer(NetworkLimits::handlingBudget));
+    if (self) {
+        flush(); // the answers, at once instead of one turn of the event loop later
+    }
     if (!self) {
         return;
     }
-    flush(); // the answers, at once instead of one turn of the event loop later
     if (!isWellFormed) {
         m_aliveTimer.invalidate();
         logInfo("NetworkConnection::readData failed");
