@@ -40,7 +40,7 @@ bool NetworkConnection::write(const QByteArray& body)
     if (m_writer.write(body)) {
         // Within a long run of messages, so that a controller that reads is not taken for one that does not.
         if (m_socket.bytesToWrite() > NetworkLimits::flushAbove_bytes) {
-            flush();
+            m_socket.flush();
         }
         return true;
     }
@@ -86,7 +86,9 @@ bool NetworkConnection::isExpired() const
 
 void NetworkConnection::flush()
 {
-    if (m_socket.bytesToWrite() > 0 && m_socket.state() == QAbstractSocket::ConnectedState) {
+    // A peer that has sent its messages and gone makes the socket fail here, and what is not read yet would be lost.
+    const bool isInputHandled = !isHandling() && m_socket.bytesAvailable() == 0;
+    if (isInputHandled && m_socket.bytesToWrite() > 0 && m_socket.state() == QAbstractSocket::ConnectedState) {
         m_socket.flush();
     }
 }

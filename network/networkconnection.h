@@ -37,8 +37,8 @@ public:
     // silent for too long or is disconnected.
     bool checkAlive();
 
-    // Hands to the system what it takes of the bytes that wait, without blocking. A peer that is gone is noticed here:
-    // disconnectedFromClient may be emitted inside.
+    // Hands to the system what it takes of the bytes that wait, without blocking; not before the peer's own messages
+    // are handled. A peer that is gone is noticed here: disconnectedFromClient may be emitted inside.
     void flush();
 
     // Whether a handler is on the stack or received frames are still to be handled. A busy connection is left alone.
