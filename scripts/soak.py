@@ -29,7 +29,7 @@ sys.path.insert(0, str(ROOT / "tests/host"))
 
 from websocket import WebSocketException  # noqa: E402
 
-from controller import Controller, Witness, frame  # noqa: E402
+from controller import MARKER, Controller, Witness, frame  # noqa: E402
 from privatehost import PrivateHost, collection, free_port, wait_for  # noqa: E402
 
 LISTENERS = 8
@@ -69,7 +69,7 @@ class Listener(threading.Thread):
         try:
             while True:
                 message = self._controller.next(None)
-                if message == [(None, None)]:
+                if message[0][0] == MARKER:
                     self._mark.set()
                     continue
                 [(name, value)] = message
@@ -83,7 +83,7 @@ class Listener(threading.Thread):
     def history(self):
         """All that was told up to now."""
         self._mark.clear()
-        self._controller.send([{"name": "no such property"}])
+        self._controller.send([{"name": MARKER}])
         require(self._mark.wait(PATIENCE_S) and not self.end, f"a listener is not answered: {self.end}")
         return self._digest.hexdigest(), sum(self.pushes.values())
 
