@@ -17,14 +17,6 @@ endif()
 
 install(TARGETS kestrelbridge COMPONENT system DESTINATION ${CMAKE_INSTALL_LIBDIR}/obs-plugins)
 install(FILES ${manifest} COMPONENT system DESTINATION ${CMAKE_INSTALL_DATADIR}/obs/obs-plugins/kestrelbridge)
-install(TARGETS kestrelctl COMPONENT system DESTINATION ${CMAKE_INSTALL_BINDIR})
-
-install(FILES ${PROJECT_SOURCE_DIR}/tools/completions/kestrelctl COMPONENT system OPTIONAL
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
-install(FILES ${PROJECT_SOURCE_DIR}/tools/completions/_kestrelctl COMPONENT system OPTIONAL
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
-install(FILES ${PROJECT_SOURCE_DIR}/tools/completions/kestrelctl.fish COMPONENT system OPTIONAL
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 
 # Documents are installed compressed, without the time of day, so that equal builds give equal packages.
 function(kestrel_install_compressed file name folder)
@@ -39,6 +31,14 @@ function(kestrel_install_compressed file name folder)
 endfunction()
 
 kestrel_install_compressed(${PROJECT_SOURCE_DIR}/CHANGELOG.md changelog ${CMAKE_INSTALL_DOCDIR})
-if(EXISTS ${PROJECT_SOURCE_DIR}/docs/kestrelctl.1)
+
+if(KESTREL_TOOLS)
+  set(completions ${PROJECT_SOURCE_DIR}/tools/completions)
+  install(TARGETS kestrelctl COMPONENT system DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES ${completions}/kestrelctl COMPONENT system
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  install(FILES ${completions}/_kestrelctl COMPONENT system DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+  install(FILES ${completions}/kestrelctl.fish COMPONENT system
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
   kestrel_install_compressed(${PROJECT_SOURCE_DIR}/docs/kestrelctl.1 kestrelctl.1 ${CMAKE_INSTALL_MANDIR}/man1)
 endif()
