@@ -5,7 +5,6 @@
 #include "network/networkreader.h"
 #include "network/networkserver.h"
 #include "network/networkwriter.h"
-#include "protocol/messagepacker.h"
 #include "protocol/protocoladapter.h"
 #include "tests/support/fakefrontend.h"
 #include "tests/support/hostfixture.h"
@@ -87,7 +86,7 @@ void writeFrame(benchmark::State& state)
     NetworkWriter writer(&device);
     for (auto _ : state) {
         device.seek(0);
-        writer.write(MessagePacker::encode(entry));
+        writer.write(QJsonObject {{"values"_L1, QJsonArray {entry}}});
     }
 }
 

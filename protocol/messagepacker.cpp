@@ -3,9 +3,6 @@
 
 #include "network/networklimits.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
-
 #include <string_view>
 #include <utility>
 
@@ -24,11 +21,6 @@ QByteArray bodyOf(const QByteArray& entries)
 
 } // namespace
 
-QByteArray MessagePacker::encode(const QJsonValue& entry)
-{
-    return bodyOf(QJsonDocument(entry.toObject()).toJson(QJsonDocument::Compact));
-}
-
 void MessagePacker::append(const QByteArray& body)
 {
     if (body.size() > NetworkLimits::maximumBody_bytes) {
@@ -36,7 +28,7 @@ void MessagePacker::append(const QByteArray& body)
             closeBody();
             m_bodies.append(body);
         } else {
-            append(encode({}));
+            append(bodyOf("{}"));
         }
         return;
     }

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <QByteArray>
-#include <QJsonValue>
 #include <QList>
 
 #include <functional>
@@ -19,9 +18,6 @@ public:
     explicit MessagePacker(Accepts accepts)
         : m_accepts(std::move(accepts))
     {}
-
-    // The body of one entry.
-    static QByteArray encode(const QJsonValue& entry);
 
     void append(const QByteArray& body);
 

@@ -87,16 +87,8 @@ std::optional<QJsonValue> ProtocolAdapter::invokeGetter(const QString& method)
     return value;
 }
 
-QJsonValue ProtocolAdapter::valueEntry(const QString& name)
-{
-    if (const std::optional<QJsonValue> value = invokeGetter(methodName(name, Get))) {
-        return QJsonObject {{"name"_L1, name}, {"type"_L1, "set"_L1}, {"value"_L1, *value}};
-    }
-    return QJsonObject();
-}
-
-// The message of valueEntry(), without a tree of values in between.
-QByteArray ProtocolAdapter::encodedValue(const QString& name)
+// Written without a tree of values in between.
+QByteArray ProtocolAdapter::valueEntry(const QString& name)
 {
     JsonText text;
     text.beginObject().key("values").beginArray().beginObject();
@@ -119,12 +111,16 @@ void ProtocolAdapter::writeValue(const QString& name, const QJsonValue& value)
     }
 }
 
-void ProtocolAdapter::sendValueEntry(const QJsonValue& entry, NetworkConnection* connection)
+void ProtocolAdapter::sendValueEntry(const QByteArray& message, NetworkConnection* connection)
 {
-    sendBody(MessagePacker::encode(entry), connection);
+    if (connection) {
+        m_server->write(connection, message);
+    } else {
+        m_server->writeAll(message);
+    }
 }
 
-void ProtocolAdapter::appendAllValues(QJsonArray& values)
+void ProtocolAdapter::appendAllValues(MessagePacker& values)
 {
     for (const QLatin1StringView name : statePropertyNames) {
         values.append(valueEntry(name));
@@ -151,7 +147,7 @@ void ProtocolAdapter::receivedJson(QJsonObject json, NetworkConnection* connecti
         }
         auto known = encoded.constFind(name);
         if (known == encoded.cend()) {
-            known = encoded.insert(name, encodedValue(name));
+            known = encoded.insert(name, valueEntry(name));
         }
         answer.append(*known);
     }
@@ -164,9 +160,7 @@ void ProtocolAdapter::connectionAdded(NetworkConnection* connection)
         return;
     }
     MessagePacker state = answerTo(connection);
-    for (const QLatin1StringView name : statePropertyNames) {
-        state.append(encodedValue(name));
-    }
+    appendAllValues(state);
     send(state, connection);
 }
 
@@ -181,15 +175,6 @@ MessagePacker ProtocolAdapter::answerTo(NetworkConnection* connection)
 void ProtocolAdapter::send(MessagePacker& message, NetworkConnection* connection)
 {
     for (const QByteArray& body : message.takeBodies()) {
-        sendBody(body, connection);
-    }
-}
-
-void ProtocolAdapter::sendBody(const QByteArray& body, NetworkConnection* connection)
-{
-    if (connection) {
-        m_server->write(connection, body);
-    } else {
-        m_server->writeAll(body);
+        sendValueEntry(body, connection);
     }
 }

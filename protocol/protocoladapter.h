@@ -45,15 +45,15 @@ public:
     // The slot that serves a property: "sceneList" is read by "getSceneList".
     static QString methodName(const QString& name, MethodType type);
 
-    // One property, read now: {"name", "type": "set", "value"}, the name as given. The empty object when there is no
-    // such property.
-    QJsonValue valueEntry(const QString& name);
+    // One property, read now, as a message of its own: an entry {"name", "type": "set", "value"} with the name as
+    // given, or the empty object when there is no such property.
+    QByteArray valueEntry(const QString& name);
 
-    // Sends a message of one entry to a connection, or to all.
-    void sendValueEntry(const QJsonValue& entry, NetworkConnection* connection = nullptr);
+    // Sends a message to a connection, or to all.
+    void sendValueEntry(const QByteArray& message, NetworkConnection* connection = nullptr);
 
     // The full state, as every new controller receives it.
-    void appendAllValues(QJsonArray& values);
+    void appendAllValues(MessagePacker& values);
 
 public slots:
     QJsonValue getCpuUsage() const;
@@ -121,11 +121,9 @@ public slots:
 
 private:
     std::optional<QJsonValue> invokeGetter(const QString& method); // nothing: no such property
-    QByteArray encodedValue(const QString& name);
     void writeValue(const QString& name, const QJsonValue& value);
     static MessagePacker answerTo(NetworkConnection* connection);
     void send(MessagePacker& message, NetworkConnection* connection);
-    void sendBody(const QByteArray& body, NetworkConnection* connection); // null: to all
     void push(std::initializer_list<QLatin1StringView> names);
 
     void writeSceneList(JsonText& text) const;

@@ -31,7 +31,7 @@ void forEachSceneConnection(Operation operation)
 void ProtocolAdapter::push(std::initializer_list<QLatin1StringView> names)
 {
     for (const QLatin1StringView name : names) {
-        sendBody(encodedValue(name), nullptr);
+        sendValueEntry(valueEntry(name));
     }
     m_server->flush();
 }

@@ -29,7 +29,7 @@ sys.path.insert(0, str(ROOT / "tests/host"))
 
 from websocket import WebSocketException  # noqa: E402
 
-from controller import MARKER, Controller, Witness, frame  # noqa: E402
+from controller import MARKER, Controller, connect_witness, frame  # noqa: E402
 from privatehost import PrivateHost, collection, free_port, wait_for  # noqa: E402
 
 LISTENERS = 8
@@ -124,14 +124,7 @@ class Remote:
     """Edits by the bundled remote, each on a thread of its own making; with or without the plug-in."""
 
     def __init__(self, host):
-        def connect():
-            try:
-                witness = Witness(host.witness_port)
-                witness("GetSceneList")  # refused while the host is loading
-                return witness
-            except (OSError, AssertionError):
-                return None
-        self._witness = wait_for(connect, PATIENCE_S, "the bundled remote")
+        self._witness = connect_witness(host)
         self.longest_s = 0
         self.toggles = 0
 

@@ -11,8 +11,8 @@ import pytest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts"))
 
-from controller import Controller, Witness  # noqa: E402
-from privatehost import PrivateHost, collection, free_port, wait_for  # noqa: E402
+from controller import Controller, connect_witness  # noqa: E402
+from privatehost import PrivateHost, collection, free_port  # noqa: E402
 
 MODULE = os.environ["KESTREL_MODULE"]
 
@@ -44,17 +44,6 @@ def new_host(tmp_path_factory):
         host.stop()
 
 
-def connect_witness(host):
-    def connect():
-        try:
-            witness = Witness(host.witness_port)
-            witness("GetSceneList")  # refused while the host is loading
-            return witness
-        except (OSError, AssertionError):
-            return None
-    return wait_for(connect, 30, "the bundled remote")
-
-
 def assert_proper_end(host):
     """Closes the host; a crash that its own handler caught also ends with status 0, but without the count of leaks.
 
@@ -70,8 +59,9 @@ def assert_proper_end(host):
 
 
 @pytest.fixture(scope="module")
-def host(new_host):
-    host = new_host()
+def host(new_host, request):
+    """With the collections that the test file names, or the usual ones."""
+    host = new_host(collections=getattr(request.module, "COLLECTIONS", (SHOW, REHEARSAL)))
     yield host
     assert_proper_end(host)
 

@@ -11,6 +11,8 @@ import time
 import jsonschema
 import websocket
 
+from privatehost import wait_for
+
 DOCS = pathlib.Path(__file__).resolve().parents[2] / "docs"
 FORMS = json.loads((DOCS / "protocol.schema.json").read_text())["$defs"]
 
@@ -170,3 +172,14 @@ class Witness:
     def items(self, scene):
         """The items of a scene by name, each with its id, top-most last, as the remote tells them."""
         return {item["sourceName"]: item for item in self("GetSceneItemList", sceneName=scene)["sceneItems"]}
+
+
+def connect_witness(host):
+    def connect():
+        try:
+            witness = Witness(host.witness_port)
+            witness("GetSceneList")  # refused while the host is loading
+            return witness
+        except (OSError, AssertionError):
+            return None
+    return wait_for(connect, 30, "the bundled remote")

@@ -1,7 +1,6 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 """Every change of the host is told once, in its order, to all; made by a controller or by somebody else."""
 
-import threading
 
 from controller import Controller
 from privatehost import wait_for
@@ -128,25 +127,3 @@ def test_a_recording(host, controller):
     assert controller.expect("recording") == [False]
     wait_for(lambda: controller.get("recordingTime") == "00:00:00", 20, "the output's end, a little behind its push")
     assert next(host.recordings.iterdir()).stat().st_size > 0
-
-
-def test_changes_on_other_threads_never_freeze_the_host(controller, witness):
-    """The remote makes and removes items inside the scene's lock on threads of its own, while masks are written."""
-    stop = threading.Event()
-
-    def toggle():
-        while not stop.is_set():
-            item = witness("CreateSceneItem", sceneName="Opening", sourceName="Host", sceneItemEnabled=False)
-            witness("SetSceneItemEnabled", sceneName="Opening", sceneItemId=item["sceneItemId"], sceneItemEnabled=True)
-            witness("RemoveSceneItem", sceneName="Opening", sceneItemId=item["sceneItemId"])
-
-    worker = threading.Thread(target=toggle)
-    worker.start()
-    for mask in range(50):
-        controller.set("sourceVisibles", mask % 8)
-        controller.sync()
-    assert worker.is_alive()
-    stop.set()
-    worker.join()
-    controller.set("sourceVisibles", 7)
-    assert controller.get("sourceVisibles") == 7

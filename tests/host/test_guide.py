@@ -8,7 +8,6 @@ import subprocess
 import sys
 
 import pytest
-from conftest import assert_proper_end
 from controller import DOCS, MESSAGE, REQUEST, Controller
 from privatehost import collection
 
@@ -17,13 +16,7 @@ MODULE_TESTS = pathlib.Path(__file__).resolve().parents[1] / "module"
 
 # Its list fits no frame.
 LARGE = collection("Large", {"Opening": ["Title", "Clock", "Wall"], "Archive": [f"Item {i}" for i in range(150)]})
-
-
-@pytest.fixture(scope="module")
-def host(new_host):
-    host = new_host(collections=[LARGE])
-    yield host
-    assert_proper_end(host)
+COLLECTIONS = [LARGE]
 
 
 def table(first_column):

@@ -7,7 +7,8 @@ import socket
 
 import pytest
 import websocket
-from conftest import assert_proper_end, connect_witness
+from conftest import assert_proper_end
+from controller import connect_witness
 from controller import Controller
 from privatehost import wait_for
 

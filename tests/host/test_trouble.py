@@ -6,23 +6,15 @@ import socket
 import threading
 import time
 
-import pytest
-from conftest import assert_proper_end
 from controller import Controller, frame
 from privatehost import collection, wait_for
 
 SCENES, ITEMS = 60, 20
 LARGE = collection("Large", {f"Scene {i}": [f"Item {i} {j}" for j in range(ITEMS)] for i in range(SCENES)})
+COLLECTIONS = [LARGE]
 
 # A timer of 10 ms in the host's thread must never wait longer; a slow test machine gets some room.
 LONGEST_WAIT = 0.5
-
-
-@pytest.fixture(scope="module")
-def host(new_host):
-    host = new_host(collections=[LARGE])
-    yield host
-    assert_proper_end(host)
 
 
 def resident_mebibytes(host):

@@ -69,18 +69,10 @@ private slots:
         for (const char* frame : {"0002{}", "+002{}", " 2  {}", "0009{\"a\":\"\xff\"}", "####00000002{}"}) {
             QTest::addRow("frame %s", frame) << QByteArray(frame) << "";
         }
-        QTest::newRow("length 0") << "0000"_ba
-                                  << "Malformed json: ";
-        QTest::newRow("length -0") << "-000"_ba
-                                   << "Malformed json: ";
-        QTest::newRow("array") << "0005[1,2]"_ba
-                               << "Malformed json: [1,2]";
-        QTest::newRow("scalar") << "0004true"_ba
-                                << "Malformed json: true";
-        QTest::newRow("syntax error") << "0002{]"_ba
-                                      << "Malformed json: {]";
-        QTest::newRow("bytes after the object") << "0003{}x"_ba
-                                                << "Malformed json: {}x";
+        for (const char* frame : {"0000", "-000", "0005[1,2]", "0004true", "0002{]", "0003{}x"}) {
+            QTest::addRow("no object %s", frame)
+                << QByteArray(frame) << "Malformed json: %1"_L1.arg(QLatin1StringView(frame + 4));
+        }
         QTest::newRow("not UTF-8") << "0002\xff\xfe"_ba << u"Malformed json: \ufffd\ufffd"_s;
     }
 
