@@ -62,7 +62,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     const QByteArray text(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
     const QJsonDocument document = QJsonDocument::fromJson(text);
-    if (!document.isObject() || document.object().contains(endMark)) {
+    // A key with U+0000 behind it can be taken by Qt for the one without, as memory happens to be.
+    if (!document.isObject() || document.object().contains(endMark) || document.toJson().contains("\\u0000")) {
         return -1; // not for the corpus
     }
 
