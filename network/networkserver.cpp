@@ -112,7 +112,9 @@ void NetworkServer::idle()
 {
     const QPointer<NetworkServer> self(this);
     acceptWaiting();
-    sweepConnections();
+    if (self) {
+        sweepConnections();
+    }
     if (self) {
         deleteDeadConnections();
     }
@@ -129,7 +131,11 @@ void NetworkServer::acceptWaiting()
     // Qt reports a waiting connection that it could not accept, for want of descriptors, as if it had; and its event
     // loop would try again without end.
     m_hasAccepted = false;
+    const QPointer<NetworkServer> self(this);
     const bool hasWaiting = waitForNewConnection(0);
+    if (!self) {
+        return;
+    }
     m_isAcceptingPaused = hasWaiting && !m_hasAccepted;
     if (m_isAcceptingPaused) {
         pauseAccepting();
