@@ -28,37 +28,28 @@ private slots:
         QTest::addColumn<QJsonValue>("fallback");
         const QJsonValue none(u""_s);
         const QJsonValue all(7);
-        const auto row = [](const char* name, const Loss& lose, const QString& property, const QJsonValue& fallback) {
+        const auto row = [](const char* name, const QString& property, const QJsonValue& fallback, const Loss& lose) {
             QTest::newRow(name) << lose << property << fallback;
         };
-        const auto loseScene = [](auto& host) {
+        row("scene on air", u"sourceVisibles"_s, none, [](auto& host) { host.currentScene = nullptr; });
+        row("scenes", u"sceneList"_s, QJsonArray(), [](auto& host) { host.clearCollection(); });
+        row("one of the scenes", u"sourceVisibles"_s, all, [](auto& host) {
             obs_source_remove(host.scenes[1]);
             host.scenes[1] = nullptr;
-        };
-        row(
-            "scene on air", [](auto& host) { host.currentScene = nullptr; }, u"sourceVisibles"_s, none);
-        row(
-            "scenes", [](auto& host) { host.clearCollection(); }, u"sceneList"_s, QJsonArray());
-        row("one of the scenes", loseScene, u"sourceVisibles"_s, all);
-        row(
-            "one of the transitions", [](auto& host) { host.transitions[1] = nullptr; }, u"sourceVisibles"_s, all);
-        row(
-            "transition", [](auto& host) { host.currentTransition = nullptr; }, u"currentTransition"_s, none);
-        row(
-            "preview in studio mode", [](auto& host) { host.isStudioMode = true; }, u"previewScene"_s, none);
-        row(
-            "profile", [](auto& host) { config_close(std::exchange(host.profile, nullptr)); }, u"freeDisk"_s,
-            u"Error"_s);
-        const auto loseWindow = [](auto& host) {
+        });
+        row("one of the transitions", u"sourceVisibles"_s, all, [](auto& host) { host.transitions[1] = nullptr; });
+        row("transition", u"currentTransition"_s, none, [](auto& host) { host.currentTransition = nullptr; });
+        row("preview in studio mode", u"previewScene"_s, none, [](auto& host) { host.isStudioMode = true; });
+        row("profile", u"freeDisk"_s, u"Error"_s,
+            [](auto& host) { config_close(std::exchange(host.profile, nullptr)); });
+        row("window", u"transitionDuration"_s, 300, [](auto& host) {
             host.durationBox->setParent(nullptr); // goes on answering the host's calls
             host.window.reset();
-        };
-        row("window", loseWindow, u"transitionDuration"_s, 300);
-        const auto loseWidgets = [](auto& host) {
+        });
+        row("widgets in the window", u"transitionDuration"_s, 300, [](auto& host) {
             host.durationBox->setParent(nullptr);
             delete host.sceneList;
-        };
-        row("widgets in the window", loseWidgets, u"transitionDuration"_s, 300);
+        });
     }
 
     void worksWithout()
