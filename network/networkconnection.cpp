@@ -40,6 +40,7 @@ bool NetworkConnection::write(const QByteArray& body)
     if (m_writer.write(body)) {
         // Within a long run of messages, so that a controller that reads is not taken for one that does not.
         if (m_socket.bytesToWrite() > NetworkLimits::flushAbove_bytes) {
+            m_socket.uncork();
             m_socket.flush();
         }
         return true;
@@ -74,23 +75,19 @@ bool NetworkConnection::checkAlive()
         return false;
     }
     // Input needs no poll of every socket in every pass, its notifier tells of it. Output that waits is tried again for
-    // nested event loops that leave notifiers out.
+    // nested event loops that leave notifiers out; a peer that has sent its messages and gone makes the socket fail
+    // there, and what is not read yet would be lost.
     flush();
+    if (m_socket.bytesToWrite() > 0 && m_socket.bytesAvailable() == 0
+        && m_socket.state() == QAbstractSocket::ConnectedState) {
+        m_socket.flush();
+    }
     return true;
 }
 
 bool NetworkConnection::isExpired() const
 {
     return m_aliveTimer.isValid() && m_aliveTimer.hasExpired(NetworkLimits::aliveLimit.count());
-}
-
-void NetworkConnection::flush()
-{
-    // A peer that has sent its messages and gone makes the socket fail here, and what is not read yet would be lost.
-    const bool isInputHandled = !isHandling() && m_socket.bytesAvailable() == 0;
-    if (isInputHandled && m_socket.bytesToWrite() > 0 && m_socket.state() == QAbstractSocket::ConnectedState) {
-        m_socket.flush();
-    }
 }
 
 bool NetworkConnection::isOverloaded()
@@ -114,12 +111,10 @@ void NetworkConnection::readData()
     m_isReadPending = false;
     const QPointer<NetworkConnection> self(this);
     const bool isWellFormed = m_reader.readFrames(QDeadlineTimer(NetworkLimits::handlingBudget));
-    if (self) {
-        flush(); // the answers, at once instead of one turn of the event loop later
-    }
     if (!self) {
         return;
     }
+    flush(); // the answers
     if (!isWellFormed) {
         m_aliveTimer.invalidate();
         logInfo("NetworkConnection::readData failed");

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #pragma once
 
+#include "corkedsocket.h"
 #include "networkreader.h"
 #include "networkwriter.h"
 
 #include <QElapsedTimer>
-#include <QTcpSocket>
 
 // One controller: its socket, the frames on it in both directions, and the watch over its liveness.
 //
@@ -24,8 +24,8 @@ public:
     // Takes over an accepted native socket.
     bool setSocketDescriptor(qintptr descriptor);
 
-    // Queues one message, encoded or not; never blocks. False when the socket refused it, or too much waits to be sent,
-    // which ends the connection.
+    // Queues one message, encoded or not, until flush() or the end of the handler that runs; never blocks. False when
+    // the socket refused it, or too much waits to be sent, which ends the connection.
     bool write(const QByteArray& body);
 
     bool write(const QJsonObject& json) { return write(NetworkWriter::encode(json)); }
@@ -37,9 +37,8 @@ public:
     // silent for too long or is disconnected.
     bool checkAlive();
 
-    // Hands to the system what it takes of the bytes that wait, without blocking; not before the peer's own messages
-    // are handled. A peer that is gone is noticed here: disconnectedFromClient may be emitted inside.
-    void flush();
+    // Hands to the system what it takes of the bytes that wait, without blocking; nothing is emitted inside.
+    void flush() { m_socket.uncork(); }
 
     // Whether a handler is on the stack or received frames are still to be handled. A busy connection is left alone.
     bool isBusy() const { return isHandling() || m_isReadPending; }
@@ -62,7 +61,7 @@ private:
     bool isExpired() const;
     bool isOverloaded();
 
-    QTcpSocket m_socket;
+    CorkedSocket m_socket;
     NetworkReader m_reader;
     NetworkWriter m_writer;
     QElapsedTimer m_aliveTimer; // valid while the connection is alive; once invalid it stays so

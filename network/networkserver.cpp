@@ -52,6 +52,7 @@ void NetworkServer::stop()
 bool NetworkServer::write(NetworkConnection* connection, const QByteArray& body)
 {
     connection->write(body);
+    flush(connection);
     return true;
 }
 
@@ -74,7 +75,14 @@ bool NetworkServer::writeAll(const QByteArray& body)
 void NetworkServer::flush()
 {
     for (NetworkConnection* connection : std::as_const(m_connections)) {
-        connection->flush();
+        flush(connection);
+    }
+}
+
+void NetworkServer::flush(NetworkConnection* connection)
+{
+    if (!connection->isHandling()) {
+        connection->flush(); // else with its answers
     }
 }
 
@@ -155,7 +163,11 @@ void NetworkServer::sweepConnections()
     const QPointer<NetworkServer> self(this);
     const QList<QPointer<NetworkConnection>> sweep(m_connections.cbegin(), m_connections.cend());
     for (const QPointer<NetworkConnection>& connection : sweep) {
-        if (!connection || connection->isBusy()) {
+        if (!connection) {
+            continue;
+        }
+        if (connection->isBusy()) {
+            connection->flush(); // what it is told while its handler is in a dialog
             continue;
         }
         const bool isAlive = connection->checkAlive();

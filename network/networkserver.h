@@ -36,7 +36,8 @@ public:
     bool writeAll(const QByteArray& body);
     bool writeAll(const QJsonObject& json);
 
-    // Sends what waits at once, as far as the system takes it, instead of when the event loop next turns.
+    // Sends what writeAll() has left waiting, as far as the system takes it, instead of in the next idle pass; what a
+    // connection is told while its handler runs leaves with its answers.
     void flush();
 
 signals:
@@ -53,6 +54,7 @@ protected:
     void incomingConnection(qintptr socketDescriptor) override;
 
 private:
+    static void flush(NetworkConnection* connection);
     void acceptWaiting();
     void sweepConnections();
     void deleteDeadConnections();
