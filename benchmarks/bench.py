@@ -65,10 +65,11 @@ class Bench:
         bare_echo = self.echo.stdout.readline().strip()
         self.host.start()
         self.host.wait_until_listening()
-        ports = self.host.wait_for_log(r"\[benchhost\] echo on port (\d+), floor on port (\d+)")
+        ports = self.host.wait_for_log(r"\[benchhost\] echo on port (\d+), floor on port (\d+), changes on port (\d+)")
         self.remote = Witness(self.host.witness_port)
         self.peers = ["--pid", self.host.pid, "--plugin", self.host.port, "--remote", self.host.witness_port,
-                      "--host-echo", ports[1], "--bare-echo", bare_echo, "--floor", ports[2]]
+                      "--host-echo", ports[1], "--bare-echo", bare_echo, "--floor", ports[2],
+                      "--changes", ports[3]]
         return self
 
     def __exit__(self, *_):
@@ -95,7 +96,8 @@ class Bench:
         command = [BINARIES / "benchmarks/kestrelbench", part, *self.peers, "--count", count,
                    "--rounds", rounds or self.rounds]
         for name, value in options.items():
-            command += [f"--{name.replace('_', '-')}"] + ([] if value is True else [value])
+            if value is not False:
+                command += [f"--{name.replace('_', '-')}"] + ([] if value is True else [value])
         done = subprocess.run(list(map(str, command)), stdout=subprocess.PIPE, text=True, check=True)
         return json.loads(done.stdout)
 
@@ -125,6 +127,11 @@ class Bench:
         bound = "" if target is None else f"{'at least' if at_least else 'at most'} {target:g}{unit}"
         self.rows.append({"what": what, "measured": measured, "ratio": ratio, "target": bound, "holds": holds,
                           "rounds": ratios, "unit": unit})
+
+    def compare(self, what, pairs_us, target=None):
+        """A line for two times of each round."""
+        measured = [statistics.median(times) for times in zip(*pairs_us)]
+        self.row(what, f"{measured[0]:.0f} / {measured[1]:.0f} µs", [one / other for one, other in pairs_us], target)
 
     def table(self):
         lines = [("what", "measured", "ratio", "target", "holds")]
@@ -169,10 +176,15 @@ class Bench:
             with self.on_one_core():
                 rounds = self.measure("push", self.count(60), scene="Scene 001", controllers=controllers)
             self.samples[f"push to {controllers}"] = rounds
-            measured = [statistics.median(r[part] for r in rounds) for part in ("pushed_us", "event_us")]
-            self.row(f"push p50, {controllers} controller{'s' * (controllers > 1)}, to the remote's event",
-                     f"{measured[0]:.0f} / {measured[1]:.0f} µs", [r["pushed_us"] / r["event_us"] for r in rounds],
-                     target)
+            self.compare(f"push p50, {controllers} controller{'s' * (controllers > 1)}, to the remote's event",
+                         [(r["pushed_us"], r["event_us"]) for r in rounds], target)
+        with self.on_one_core():
+            turns = [[self.measure("push", self.count(60), 1, scene="Scene 001", pushes_floor=is_floor)[0]
+                      for is_floor in (False, True)] for _ in range(self.rounds)]
+        self.samples["push and floor"] = turns
+        self.compare("push p50, 1 controller, to the least that the host's event loop can tell",
+                     [(plugin["pushed_us"], floor["pushed_us"]) for plugin, floor in turns])
+        self.compare("that least, to the remote's event", [(floor["pushed_us"], floor["event_us"]) for _, floor in turns])
 
     def scenelist(self):
         self.show(*LARGE)

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
-// A module for benchmarks only, loaded beside the plug-in: an echo in the host's own event loop, and the scene list
-// made with nothing in between. Both ports are told in the host's log. Main thread.
+// A module for benchmarks only, loaded beside the plug-in: an echo in the host's own event loop, the scene list made
+// with nothing in between, and changes told the same way. The ports are told in the host's log. Main thread.
+#include "changeteller.h"
 #include "echoserver.h"
 #include "scenefloor.h"
 
@@ -18,6 +19,7 @@ struct Servers
 {
     EchoServer echo;
     EchoServer floor;
+    ChangeTeller changes;
 };
 
 std::unique_ptr<Servers> servers;
@@ -44,9 +46,9 @@ QByteArray floorFrame(const QByteArray& /*input*/)
 
 MODULE_EXPORT bool obs_module_load()
 {
-    servers.reset(new Servers {EchoServer(), EchoServer(floorFrame)});
-    blog(LOG_INFO, "[benchhost] echo on port %d, floor on port %d", servers->echo.serverPort(),
-         servers->floor.serverPort());
+    servers.reset(new Servers {EchoServer(), EchoServer(floorFrame), {}});
+    blog(LOG_INFO, "[benchhost] echo on port %d, floor on port %d, changes on port %d", servers->echo.serverPort(),
+         servers->floor.serverPort(), servers->changes.serverPort());
     return true;
 }
 

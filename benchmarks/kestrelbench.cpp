@@ -26,6 +26,7 @@ int main(int argc, char** argv)
     application.add_option("--host-echo", setting.hostEcho);
     application.add_option("--bare-echo", setting.bareEcho);
     application.add_option("--floor", setting.floor);
+    application.add_option("--changes", setting.changes);
     application.add_option("--remote", setting.remote);
     application.add_option("--pid", setting.pid)->required();
     application.add_option("--scene", setting.scene);
@@ -35,6 +36,7 @@ int main(int argc, char** argv)
     application.add_flag("--long-frames", setting.areLong);
     application.add_flag("--eager", setting.isEager);
     application.add_flag("--alone", setting.isAlone);
+    application.add_flag("--pushes-floor", setting.isFloor);
     CLI11_PARSE(application, argc, argv);
     try {
         QJsonArray rounds;

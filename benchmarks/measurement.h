@@ -15,6 +15,7 @@ struct Setting
     uint16_t hostEcho = 0; // in the host's event loop
     uint16_t bareEcho = 0; // in a process of its own
     uint16_t floor = 0;
+    uint16_t changes = 0; // told with nothing in between
     uint16_t remote = 0;
     int pid = 0; // the host
     std::string scene;
@@ -24,6 +25,7 @@ struct Setting
     bool areLong = false; // controllers with long frames
     bool isEager = false; // acknowledges at once
     bool isAlone = false; // only the plug-in reads the scene list
+    bool isFloor = false; // changes are told with nothing in between, to one client
 };
 
 inline double quantile(std::vector<double> values, double part)

@@ -33,6 +33,11 @@ class Crowd
 public:
     explicit Crowd(const Setting& setting)
     {
+        if (setting.isFloor) {
+            m_channels.emplace_back(Channel::Kind::Frames, setting.changes);
+            m_channels.back().send(setting.scene);
+            return;
+        }
         for (int i = 0; i < setting.controllers; ++i) {
             m_channels.push_back(controller(setting.plugin));
             m_lastSent.push_back(Clock::now());
@@ -47,7 +52,7 @@ public:
     void keepAlive()
     {
         const Clock::time_point now = Clock::now();
-        for (std::size_t i = 0; i < m_channels.size(); ++i) {
+        for (std::size_t i = 0; i < m_lastSent.size(); ++i) {
             if (now - m_lastSent[i] > keepAliveInterval) {
                 m_channels[i].send(m_channels[i].encode(nothing));
                 m_lastSent[i] = now;
@@ -71,6 +76,7 @@ public:
         , m_asking(remoteSession(setting.remote, 0))
         , m_events(remoteSession(setting.remote, sceneItemEvents))
         , m_scene(setting.scene)
+        , m_told(setting.isFloor ? R"("changed")" : R"("name":"sourceVisibles")")
         , m_isTold(crowd.channels().size() + 1)
         , m_poll(epoll_create1(EPOLL_CLOEXEC))
     {
@@ -126,8 +132,7 @@ private:
             const std::size_t index = ready[static_cast<std::size_t>(i)].data.u64;
             const bool isEvent = index + 1 == m_isTold.size();
             listener(index).read();
-            if (hasTaken(listener(index), isEvent ? "SceneItemEnableStateChanged" : R"("name":"sourceVisibles")")
-                && !m_isTold[index]) {
+            if (hasTaken(listener(index), isEvent ? "SceneItemEnableStateChanged" : m_told) && !m_isTold[index]) {
                 (isEvent ? m_event_us : m_pushed_us) = microseconds(Clock::now() - m_begin);
                 m_isTold[index] = true;
                 --m_waiting;
@@ -150,6 +155,7 @@ private:
     Channel m_asking;
     Channel m_events;
     std::string m_scene;
+    std::string_view m_told;
     std::vector<bool> m_isTold;
     std::size_t m_waiting = 0;
     int m_poll;

@@ -36,6 +36,8 @@ public:
     bool writeAll(const QByteArray& body);
     bool writeAll(const QJsonObject& json);
 
+    bool hasConnections() const { return !m_connections.isEmpty(); }
+
     // Sends what writeAll() has left waiting, as far as the system takes it, instead of in the next idle pass; what a
     // connection is told while its handler runs leaves with its answers.
     void flush();

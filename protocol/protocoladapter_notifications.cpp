@@ -30,6 +30,9 @@ void forEachSceneConnection(Operation operation)
 
 void ProtocolAdapter::push(std::initializer_list<QLatin1StringView> names)
 {
+    if (!m_server->hasConnections()) {
+        return; // and nothing to read from the host
+    }
     for (const QLatin1StringView name : names) {
         sendValueEntry(valueEntry(name));
     }
