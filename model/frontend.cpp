@@ -136,9 +136,26 @@ void FrontEnd::sceneCollectionCleanup()
 {
     // The host counts the sources that are left after this event, and gives up over the first that a module holds.
     m_collectionSwitch = {.isUnderWay = true};
-    m_currentScene.reset();
-    m_previewScene.reset();
+    letGo(m_currentScene);
+    letGo(m_previewScene);
     m_currentTransition.reset();
+}
+
+// The host deletes the rows of its list of items late, by posted events, and each row disconnects from the signals of
+// the scene that it was made for. The host keeps no scene for that, and crashes when we hold it no longer but have made
+// its end so late: hence until after those events, which the host handles before it counts what is left.
+void FrontEnd::letGo(std::unique_ptr<Scene>& wrapper)
+{
+    if (wrapper) {
+        m_outgoing.emplace_back(wrapper->source());
+        wrapper.reset();
+        QMetaObject::invokeMethod(this, &FrontEnd::releaseOutgoing, Qt::QueuedConnection);
+    }
+}
+
+void FrontEnd::releaseOutgoing()
+{
+    m_outgoing.clear();
 }
 
 void FrontEnd::sceneCollectionChanged()
@@ -174,6 +191,7 @@ void FrontEnd::sceneCollectionChanged()
 void FrontEnd::exit()
 {
     obs_frontend_remove_event_callback(onFrontendEvent, this);
+    releaseOutgoing();
     // The host ends its outputs before it unloads this module.
     for (const auto& output : {&m_recordingOutput, &m_streamingOutput}) {
         if (*output) {
@@ -216,9 +234,9 @@ void FrontEnd::dropRemovedWrapper()
         return;
     }
     if (m_currentScene.get() == removed) {
-        m_currentScene.reset();
+        letGo(m_currentScene);
     } else if (m_previewScene.get() == removed) {
-        m_previewScene.reset();
+        letGo(m_previewScene);
     } else if (m_currentTransition.get() == removed) {
         m_currentTransition.reset();
     }

@@ -10,6 +10,7 @@
 #include <QObject>
 
 #include <memory>
+#include <vector>
 
 #include <obs-frontend-api.h>
 
@@ -85,6 +86,8 @@ private:
     void updateCurrentTransition();
     template<typename Wrapper>
     void update(std::unique_ptr<Wrapper>& wrapper, obs_source_t* (*hostSource)());
+    void letGo(std::unique_ptr<Scene>& wrapper);
+    void releaseOutgoing();
     Output* update(std::unique_ptr<Output>& wrapper, obs_output_t* (*hostOutput)());
 
     void dropRemovedWrapper();
@@ -108,6 +111,7 @@ private:
     std::unique_ptr<Output> m_streamingOutput;
     std::unique_ptr<SceneOrderWatch> m_sceneOrderWatch;
     CollectionSwitch m_collectionSwitch;
+    std::vector<OBSSource> m_outgoing;        // held until the host has deleted what shows them
     const Source* m_removedWrapper = nullptr; // set while the delivery of its removal is under way
     int m_announcedTransitionDuration_ms = 0;
 };

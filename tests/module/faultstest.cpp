@@ -79,6 +79,23 @@ private slots:
         host.raise(OBS_FRONTEND_EVENT_EXIT);
     }
 
+    void keepsSceneForTheHostsRows()
+    {
+        Stage stage;
+        const OBSWeakSourceAutoRelease scene = obs_source_get_weak_source(stage.host.scenes[0]);
+        auto* row = new QObject; // would disconnect from the scene's signals
+        bool isInTime = false;
+        connect(row, &QObject::destroyed, this, [&] {
+            Host::settle();
+            isInTime = !obs_weak_source_expired(scene);
+        });
+        row->deleteLater();
+        stage.host.clearCollection();
+        stage.host.raise(OBS_FRONTEND_EVENT_SCENE_COLLECTION_CLEANUP);
+        Host::settle();
+        QVERIFY(isInTime && obs_weak_source_expired(scene));
+    }
+
     void endsAnywhere_data() { addTable(QFINDTESTDATA("pushes.txt"), {"script", "heard"}); }
 
     void endsAnywhere()

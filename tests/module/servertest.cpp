@@ -79,6 +79,22 @@ private slots:
         QCOMPARE(takeLog(), u""_s);
     }
 
+    void keepsOrderForSlowReader()
+    {
+        const auto controller = connectController();
+        constexpr int messages = 2000;
+        const QString filling(5000, u'x'); // in all more than the system keeps, and fewer than ends the connection
+        for (int i = 0; i < messages; ++i) {
+            m_server->writeAll({{"number"_L1, i}, {"filling"_L1, filling}});
+            if (i % 3 == 0) {
+                m_server->flush();
+            }
+        }
+        for (int i = 0; i < messages; ++i) {
+            QCOMPARE(controller->next().value_or(QJsonObject()).value("number"_L1).toInt(-1), i);
+        }
+    }
+
     void endsConnection_data()
     {
         // What happens once the socket has reported its end, and what a handler writes to it then.

@@ -3,6 +3,8 @@
 
 #include "hostfixture.h"
 
+#include <QCoreApplication>
+#include <QEvent>
 #include <QHash>
 #include <QSignalBlocker>
 
@@ -105,6 +107,11 @@ void FakeFrontEnd::raise(int event)
     for (std::size_t i = callbacks.size(); i > 0; --i) {
         const auto [callback, data] = callbacks.at(i - 1);
         callback(static_cast<obs_frontend_event>(event), data);
+    }
+    if (event == OBS_FRONTEND_EVENT_SCENE_COLLECTION_CLEANUP) {
+        // As the host does before it counts what is left.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QCoreApplication::sendPostedEvents();
     }
 }
 
