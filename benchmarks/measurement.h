@@ -24,7 +24,7 @@ struct Setting
     int controllers = 1;
     bool areLong = false; // controllers with long frames
     bool isEager = false; // acknowledges at once
-    bool isAlone = false; // only the plug-in reads the scene list
+    bool isAlone = false; // without the remote in reading the scene list
     bool isFloor = false; // changes are told with nothing in between, to one client
 };
 

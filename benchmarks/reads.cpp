@@ -134,20 +134,19 @@ QJsonObject sceneListReads(const Setting& setting)
             throw std::runtime_error("the scene list changed");
         }
     });
+    Channel floor(Channel::Kind::Frames, setting.floor);
+    std::vector<double> times_us;
+    measure("floor"_L1, setting.count, [&] {
+        floor.send("\n");
+        const std::string_view answer = floor.receive();
+        const std::size_t blank = answer.find(' ');
+        if (answer.substr(blank + 1) != list) {
+            throw std::runtime_error("the floor tells other facts than the plug-in");
+        }
+        times_us.push_back(std::stod(std::string(answer.substr(0, blank))) / 1000);
+    });
+    result["floor_us"_L1] = quantile(times_us, 0.5);
     if (!setting.isAlone) {
-        Channel floor(Channel::Kind::Frames, setting.floor);
-        std::vector<double> times_us;
-        measure("floor"_L1, setting.count, [&] {
-            floor.send("\n");
-            const std::string_view answer = floor.receive();
-            const std::size_t blank = answer.find(' ');
-            if (answer.substr(blank + 1) != list) {
-                throw std::runtime_error("the floor tells other facts than the plug-in");
-            }
-            times_us.push_back(std::stod(std::string(answer.substr(0, blank))) / 1000);
-        });
-        result["floor_us"_L1] = quantile(times_us, 0.5);
-
         Remote remote(setting.remote);
         const double before_us = clock.mainThread_us();
         result["remoteRequests"_L1] = remote.readSceneFacts(list);
