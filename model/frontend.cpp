@@ -141,9 +141,9 @@ void FrontEnd::sceneCollectionCleanup()
     m_currentTransition.reset();
 }
 
-// The host deletes the rows of its list of items late, by posted events, and each row disconnects from the signals of
-// the scene that it was made for. The host keeps no scene for that, and crashes when we hold it no longer but have made
-// its end so late: hence until after those events, which the host handles before it counts what is left.
+// The host deletes the rows of its list of items by posted events after the cleanup, and each row still disconnects
+// from the signals of its scene. Where our reference is the last one, the scene must not end before that. The host
+// counts what is left only behind those events.
 void FrontEnd::letGo(std::unique_ptr<Scene>& wrapper)
 {
     if (wrapper) {
