@@ -149,9 +149,8 @@ class Bench:
             rounds = self.samples["roundtrip"] = self.measure("roundtrip", self.count(2000))
         for other, target in (("bareEcho", None), ("hostEcho", 1.25), ("remote", 0.5)):
             for part in ("p50_us", "p99_us"):
-                measured = [statistics.median(r[who][part] for r in rounds) for who in ("plugin", other)]
-                self.row(f"round trip {part[:3]} to {NAMES[other]}", f"{measured[0]:.0f} / {measured[1]:.0f} µs",
-                         [r["plugin"][part] / r[other][part] for r in rounds], target if part == "p50_us" else None)
+                self.compare(f"round trip {part[:3]} to {NAMES[other]}",
+                             [(r["plugin"][part], r[other][part]) for r in rounds], target if part == "p50_us" else None)
 
     def pipelined(self):
         rounds = self.samples["pipelined"] = self.measure("pipelined", self.count(4000))

@@ -8,8 +8,7 @@ import socket
 import pytest
 import websocket
 from conftest import assert_proper_end
-from controller import connect_witness
-from controller import Controller
+from controller import Controller, connect_witness
 from privatehost import wait_for
 
 SWITCHES = 20

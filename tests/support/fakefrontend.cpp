@@ -4,7 +4,6 @@
 #include "hostfixture.h"
 
 #include <QCoreApplication>
-#include <QEvent>
 #include <QHash>
 #include <QSignalBlocker>
 

@@ -73,18 +73,6 @@ private slots:
         QVERIFY(!item.isVisible() && !item.isLocked());
     }
 
-    void releasesItsSource()
-    {
-        const OBSWeakSourceAutoRelease scene = obs_source_get_weak_source(source());
-        const OBSWeakSourceAutoRelease input = obs_source_get_weak_source(obs_sceneitem_get_source(m_host->items[0]));
-        m_host->perform(u"hide 0"_s);
-        m_host->clearCollection();
-        QVERIFY(!obs_weak_source_expired(scene));
-        m_wrapper.reset();
-        Host::settle();
-        QVERIFY(obs_weak_source_expired(scene) && obs_weak_source_expired(input));
-    }
-
     void survivesChangesOnAnotherThread()
     {
         // Both threads want the scene's lock and the signal's: a callback that reads the scene would freeze the two.
