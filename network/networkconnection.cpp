@@ -4,6 +4,7 @@
 #include "networklimits.h"
 #include "support/log.h"
 
+#include <QDeadlineTimer>
 #include <QPointer>
 
 NetworkConnection::NetworkConnection(QObject* parent)
@@ -42,6 +43,7 @@ bool NetworkConnection::write(const QByteArray& body)
     if (isOverloaded()) {
         return false;
     }
+    logRefusal(body.size());
     if (m_writer.write(body)) {
         // Within a long run of messages, so that a controller that reads is not taken for one that does not.
         if (m_socket.bytesToWrite() > NetworkLimits::flushAbove_bytes) {
@@ -53,6 +55,20 @@ bool NetworkConnection::write(const QByteArray& body)
     m_socket.disconnectFromHost();
     logInfo("NetworkConnection::write failed, disconnecting");
     return false;
+}
+
+bool NetworkConnection::accepts(qsizetype length_bytes) const
+{
+    logRefusal(length_bytes);
+    return length_bytes <= m_writer.maximumBody_bytes();
+}
+
+// Logs why the writer leaves out a body of that length, if it does.
+void NetworkConnection::logRefusal(qsizetype length_bytes) const
+{
+    if (const QByteArray refusal = m_writer.refusal(length_bytes); !refusal.isEmpty()) {
+        logInfo("%s", refusal.constData());
+    }
 }
 
 bool NetworkConnection::checkAlive()
@@ -115,13 +131,15 @@ void NetworkConnection::readData()
     }
     m_isReadPending = false;
     const QPointer<NetworkConnection> self(this);
-    const bool isWellFormed = m_reader.readFrames(QDeadlineTimer(NetworkLimits::handlingBudget));
+    const QDeadlineTimer deadline(NetworkLimits::handlingBudget);
+    const bool isWellFormed = m_reader.readFrames([deadline] { return !deadline.hasExpired(); });
     if (!self) {
         return;
     }
     flush(); // the answers
     if (!isWellFormed) {
         m_aliveTimer.invalidate();
+        logInfo("%s", m_reader.errorString().constData());
         logInfo("NetworkConnection::readData failed");
         m_socket.disconnectFromHost();
     } else if (m_socket.bytesAvailable() > 0 && !m_isOverloaded) {

@@ -31,7 +31,7 @@ public:
     bool write(const QJsonObject& json) { return write(NetworkWriter::encode(json)); }
 
     // Whether a message of that length can be sent to this controller; a log line says when it cannot.
-    bool accepts(qsizetype length_bytes) const { return m_writer.accepts(length_bytes); }
+    bool accepts(qsizetype length_bytes) const;
 
     // Sends what is waiting, without blocking; handlers may run inside. False once the connection has failed, was
     // silent for too long or is disconnected.
@@ -59,6 +59,7 @@ private:
     void readLater();
     void restartAliveTimer();
     bool isExpired() const;
+    void logRefusal(qsizetype length_bytes) const;
     bool isOverloaded();
 
     CorkedSocket m_socket;

@@ -15,6 +15,9 @@ constexpr int maximumBody_bytes = 9999;
 // A long frame's header goes on after the mark, in place of the four digits, with eight digits for the length.
 constexpr char longFrameMark[] = "####";
 constexpr int longLength_bytes = 8;
+constexpr int maximumLongBody_bytes = 99'999'999;
+
+// The largest body that the server accepts.
 constexpr int maximumInboundBody_bytes = 1'048'576;
 
 // A controller that reads so slowly that more than this waits for it is disconnected.

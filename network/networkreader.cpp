@@ -1,42 +1,39 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "networkreader.h"
 
-#include "networklimits.h"
-#include "support/log.h"
-
 #include <QIODevice>
 #include <QJsonDocument>
 #include <QPointer>
 
 #include <algorithm>
 
-NetworkReader::NetworkReader(QIODevice* device)
+NetworkReader::NetworkReader(QIODevice* device, qint64 maximumBody_bytes)
     : m_device(device)
+    , m_maximumBody_bytes(maximumBody_bytes)
 {
     reset();
 }
 
 void NetworkReader::reset()
 {
-    m_headerBytes = -NetworkLimits::headerLength_bytes;
-    m_expectantBytes = 0;
-    m_missingBytes = 0;
+    m_state = State::Header;
+    m_missing_bytes = NetworkLimits::headerLength_bytes;
     m_buffer.clear();
-    m_isBodyLong = false;
+    m_error = Error::None;
 }
 
-bool NetworkReader::readFrames(QDeadlineTimer deadline)
+bool NetworkReader::readFrames(const std::function<bool()>& mayContinue)
 {
     const QPointer<NetworkReader> self(this);
     while (self && m_device->bytesAvailable() > 0) {
-        const bool isFrameStart = m_headerBytes == -NetworkLimits::headerLength_bytes;
-        if (isFrameStart && deadline.hasExpired()) {
+        const bool isFrameStart = m_state == State::Header && m_buffer.isEmpty();
+        if (isFrameStart && mayContinue && !mayContinue()) {
             return true;
         }
-        if (m_headerBytes < 0 && !readHeader()) {
+        if (m_state != State::Body && !readHeader()) {
             return false;
         }
-        if (m_headerBytes == 0 && !readBody()) {
+        if (m_state == State::Body && !readBody()) {
             return false;
         }
     }
@@ -45,37 +42,29 @@ bool NetworkReader::readFrames(QDeadlineTimer deadline)
 
 bool NetworkReader::readHeader()
 {
-    m_expectantBytes = 0;
-    m_missingBytes = 0;
-    const QByteArray bytes = m_device->read(-m_headerBytes);
+    const QByteArray bytes = m_device->read(m_missing_bytes);
     if (bytes.isEmpty()) {
-        logInfo("No header bytes found");
-        return false;
+        return fail(Error::NoHeaderBytes);
     }
     m_buffer += bytes;
-    m_headerBytes += static_cast<qint32>(bytes.size());
-    return m_headerBytes < 0 || convertHeader();
-}
-
-bool NetworkReader::isLongFrame() const
-{
-    return m_buffer.startsWith(NetworkLimits::longFrameMark);
+    m_missing_bytes -= bytes.size();
+    return m_missing_bytes > 0 || convertHeader();
 }
 
 bool NetworkReader::convertHeader()
 {
-    if (isLongFrame() && m_buffer.size() == NetworkLimits::headerLength_bytes) {
-        m_headerBytes = -NetworkLimits::longLength_bytes;
+    if (m_state == State::Header && m_buffer == NetworkLimits::longFrameMark) {
+        m_state = State::LongHeader;
+        m_missing_bytes = NetworkLimits::longLength_bytes;
         return true;
     }
     const std::optional<qint64> length = announcedLength();
     if (!length) {
-        logInfo("Malformed expectant bytes: %s\n", m_buffer.constData());
-        return false;
+        return fail(Error::MalformedLength);
     }
-    m_isBodyLong = isLongFrame();
-    m_expectantBytes = *length;
-    m_missingBytes = *length;
+    m_hasReadLongFrame |= m_state == State::LongHeader;
+    m_state = State::Body;
+    m_missing_bytes = *length;
     m_buffer.clear();
     return true;
 }
@@ -83,12 +72,11 @@ bool NetworkReader::convertHeader()
 std::optional<qint64> NetworkReader::announcedLength() const
 {
     bool ok = false;
-    if (isLongFrame()) {
+    if (m_state == State::LongHeader) {
         const QByteArrayView digits = QByteArrayView(m_buffer).sliced(NetworkLimits::headerLength_bytes);
         const bool areDigits = std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; });
         const int length = digits.toInt(&ok, 10);
-        return areDigits && ok && length <= NetworkLimits::maximumInboundBody_bytes ? std::optional(length)
-                                                                                    : std::nullopt;
+        return areDigits && ok && length <= m_maximumBody_bytes ? std::optional(length) : std::nullopt;
     }
     const int length = QString::fromUtf8(m_buffer).toInt(&ok, 10);
     return ok && length >= 0 ? std::optional(length) : std::nullopt;
@@ -96,10 +84,10 @@ std::optional<qint64> NetworkReader::announcedLength() const
 
 bool NetworkReader::readBody()
 {
-    const QByteArray bytes = m_device->read(m_missingBytes);
-    m_missingBytes -= bytes.size();
+    const QByteArray bytes = m_device->read(m_missing_bytes);
+    m_missing_bytes -= bytes.size();
     m_buffer += bytes;
-    return m_missingBytes > 0 || decodeBody();
+    return m_missing_bytes > 0 || decodeBody();
 }
 
 bool NetworkReader::decodeBody()
@@ -112,14 +100,35 @@ bool NetworkReader::decodeBody()
         document = QJsonDocument::fromJson(m_buffer, &error);
     }
     if (error.error != QJsonParseError::NoError || !document.isObject()) {
-        logInfo("Malformed json: %s", m_buffer.constData());
-        return false;
+        return fail(Error::MalformedJson);
     }
-    m_hasReadLongFrame |= m_isBodyLong;
     const QPointer<NetworkReader> self(this);
     emit receivedJson(document.object());
     if (self) {
         reset();
     }
     return true;
+}
+
+bool NetworkReader::fail(Error error)
+{
+    m_error = error;
+    return false;
+}
+
+QByteArray NetworkReader::errorString() const
+{
+    // As text for printf's %s: it ends at the first zero byte.
+    const char* text = m_buffer.constData();
+    switch (m_error) {
+    case Error::NoHeaderBytes:
+        return "No header bytes found";
+    case Error::MalformedLength:
+        return QByteArray("Malformed expectant bytes: ") + text + '\n';
+    case Error::MalformedJson:
+        return QByteArray("Malformed json: ") + text;
+    case Error::None:
+        break;
+    }
+    return {};
 }

@@ -1,44 +1,59 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #pragma once
 
+#include "networklimits.h"
+
 #include <QByteArray>
-#include <QDeadlineTimer>
 #include <QJsonObject>
 #include <QObject>
 
+#include <functional>
 #include <optional>
 
 class QIODevice;
 
-// Cuts the byte stream of one connection into JSON objects.
+// Cuts the byte stream of one connection into JSON objects. Both ends of the connection use it.
 //
 // A frame on the wire:
 //   4 bytes   the body's length in bytes, ASCII decimal digits, filled on the left with the digit 0
 //   n bytes   one JSON object in UTF-8, at most 9999 bytes
 // A long frame:
 //   4 bytes   ####
-//   8 bytes   the body's length as eight ASCII decimal digits, at most 1 MiB here
+//   8 bytes   the body's length as eight ASCII decimal digits, at most what the receiver accepts
 //   n bytes   one JSON object in UTF-8
 // Frames follow each other back to back, without terminator or checksum.
 //
 // Lives on the device's thread. The device is borrowed. Malformed input is never skipped: after a failure the reader
-// keeps its state and must not be used again.
+// keeps its state and must not be used again before reset().
 class NetworkReader : public QObject
 {
     Q_OBJECT
 
 public:
-    explicit NetworkReader(QIODevice* device);
+    enum class Error {
+        None,
+        NoHeaderBytes, // the device announced bytes and gave none
+        MalformedLength,
+        MalformedJson,
+    };
 
-    // Consumes the bytes that the device has available, whatever their division into frames, until none is left or the
-    // deadline has passed at the end of a frame. False, after a log line, on malformed input. Handlers of receivedJson
-    // run inside this call and may destroy the reader; they must not call it again.
-    bool readFrames(QDeadlineTimer deadline = QDeadlineTimer(QDeadlineTimer::Forever));
+    // The largest body that is accepted in a long frame; one that announces more is malformed.
+    explicit NetworkReader(QIODevice* device, qint64 maximumBody_bytes = NetworkLimits::maximumInboundBody_bytes);
+
+    // Consumes the bytes that the device has available, whatever their division into frames, until none is left or
+    // mayContinue, called at the start of each frame, returns false. Returns false on malformed input, see error().
+    // Handlers of receivedJson run inside this call and may destroy the reader; they must not call readFrames().
+    bool readFrames(const std::function<bool()>& mayContinue = {});
+
+    // What made readFrames() return false, and the same in words, as a line for the log.
+    Error error() const { return m_error; }
+
+    QByteArray errorString() const;
 
     // Whether the peer has sent a long frame, and so understands them.
     bool hasReadLongFrame() const { return m_hasReadLongFrame; }
 
-    // Back to the start of a frame.
+    // Back to the start of a frame, without error.
     void reset();
 
 signals:
@@ -46,18 +61,24 @@ signals:
     void receivedJson(QJsonObject json);
 
 private:
+    enum class State {
+        Header,
+        LongHeader,
+        Body,
+    };
+
     bool readHeader();
     bool convertHeader();
     std::optional<qint64> announcedLength() const;
-    bool isLongFrame() const;
     bool readBody();
     bool decodeBody();
+    bool fail(Error error);
 
     QIODevice* m_device;
-    qint32 m_headerBytes = 0;    // minus the number of header bytes still missing
-    qint64 m_expectantBytes = 0; // body length that the header announced; 0 until it is converted
-    qint64 m_missingBytes = 0;   // body bytes still to come
-    QByteArray m_buffer;         // what has arrived of the header, then of the body
-    bool m_isBodyLong = false;
+    qint64 m_maximumBody_bytes;
+    State m_state = State::Header;
+    qint64 m_missing_bytes = 0; // of the header or body that the state names
+    QByteArray m_buffer;        // the received part of the header, including the mark of a long one, or of the body
     bool m_hasReadLongFrame = false;
+    Error m_error = Error::None;
 };

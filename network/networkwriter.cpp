@@ -2,7 +2,6 @@
 #include "networkwriter.h"
 
 #include "networklimits.h"
-#include "support/log.h"
 
 #include <QIODevice>
 #include <QJsonDocument>
@@ -16,28 +15,38 @@ QByteArray NetworkWriter::encode(const QJsonObject& json)
     return QJsonDocument(json).toJson(QJsonDocument::Compact);
 }
 
-bool NetworkWriter::accepts(qsizetype length_bytes) const
+qsizetype NetworkWriter::maximumBody_bytes() const
 {
-    if (length_bytes <= NetworkLimits::maximumBody_bytes || m_hasLongFrames) {
-        return true;
+    return m_hasLongFrames ? NetworkLimits::maximumLongBody_bytes : NetworkLimits::maximumBody_bytes;
+}
+
+QByteArray NetworkWriter::refusal(qsizetype length_bytes) const
+{
+    if (length_bytes > 0 && length_bytes <= maximumBody_bytes()) {
+        return {};
     }
-    logInfo("Warning: NetworkWriter refusing to write %d bytes", static_cast<int>(length_bytes));
-    return false;
+    const char* const action = length_bytes > 0 ? "refusing" : "trying";
+    return QByteArray("Warning: NetworkWriter ") + action + " to write " + QByteArray::number(length_bytes) + " bytes";
 }
 
 bool NetworkWriter::write(const QByteArray& body)
 {
-    const int length = static_cast<int>(body.size());
-    if (length <= 0) {
-        logInfo("Warning: NetworkWriter trying to write %d bytes", length);
+    const qsizetype length = body.size();
+    if (length == 0 || length > maximumBody_bytes()) {
         return true;
     }
-    if (!accepts(length)) {
-        return true;
-    }
-    const QByteArray digits = QByteArray::number(length);
-    const QByteArray header = length > NetworkLimits::maximumBody_bytes
-        ? NetworkLimits::longFrameMark + digits.rightJustified(NetworkLimits::longLength_bytes, '0')
-        : digits.rightJustified(NetworkLimits::headerLength_bytes, '0');
+    return length > NetworkLimits::maximumBody_bytes
+        ? writeLongFrame(body)
+        : write(QByteArray::number(length).rightJustified(NetworkLimits::headerLength_bytes, '0'), body);
+}
+
+bool NetworkWriter::writeLongFrame(const QByteArray& body)
+{
+    const QByteArray digits = QByteArray::number(body.size()).rightJustified(NetworkLimits::longLength_bytes, '0');
+    return write(NetworkLimits::longFrameMark + digits, body);
+}
+
+bool NetworkWriter::write(const QByteArray& header, const QByteArray& body)
+{
     return m_device->write(header) > 0 && m_device->write(body) > 0;
 }

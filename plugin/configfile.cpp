@@ -2,29 +2,36 @@
 #include "configfile.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QStandardPaths>
 
 using namespace Qt::StringLiterals;
 
 ConfigFile::ConfigFile()
+    : m_file(defaultPath())
 {
-    const QString folder
-        = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + "/corvane/Wrenlink/"_L1;
-    if (!QDir(folder).exists()) {
-        QDir().mkpath(folder);
-    }
-    m_file.setFileName(folder + "config.json"_L1);
-    static_cast<void>(m_file.open(QIODevice::ReadWrite | QIODevice::Text)); // isOpen() tells
+    QDir().mkpath(QFileInfo(m_file).path());
+    static_cast<void>(m_file.open(QIODevice::ReadWrite | QIODevice::Text)); // see isOpen()
+}
+
+QString ConfigFile::defaultPath()
+{
+    // The folder keeps its name so that existing configurations stay valid.
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + "/corvane/Wrenlink/config.json"_L1;
+}
+
+std::optional<int> ConfigFile::portIn(const QJsonObject& settings)
+{
+    const int port = settings.value("port"_L1).toInt(0);
+    return port >= minimumPort && port <= maximumPort ? std::optional(port) : std::nullopt;
 }
 
 int ConfigFile::readPort()
 {
     QJsonObject settings = QJsonDocument::fromJson(m_file.isOpen() ? m_file.readAll() : QByteArray()).object();
-    const int port = settings.value("port"_L1).toInt(0);
-    if (port >= minimumPort && port <= maximumPort) {
-        return port;
+    if (const std::optional<int> port = portIn(settings)) {
+        return *port;
     }
     settings["port"_L1] = defaultPort;
     if (m_file.isOpen()) {

@@ -2,12 +2,24 @@
 #pragma once
 
 #include <QFile>
+#include <QJsonObject>
+
+#include <optional>
 
 // The plug-in's settings: "config.json" in the user's generic data folder, a JSON object whose key "port" names the
 // TCP port. Other keys are left alone.
 class ConfigFile
 {
 public:
+    static constexpr int minimumPort = 1;
+    static constexpr int maximumPort = 65353;
+    static constexpr int defaultPort = 2021;
+
+    static QString defaultPath();
+
+    // The port that the settings name; null when there is none, or none that is valid.
+    static std::optional<int> portIn(const QJsonObject& settings);
+
     // Opens the file, and creates it and its folder when missing. Whatever fails ends in the default port.
     ConfigFile();
 
@@ -20,9 +32,5 @@ public:
     void close() { m_file.close(); }
 
 private:
-    static constexpr int minimumPort = 1;
-    static constexpr int maximumPort = 65353;
-    static constexpr int defaultPort = 2021;
-
     QFile m_file;
 };

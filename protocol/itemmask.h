@@ -10,6 +10,8 @@
 class ItemMask
 {
 public:
+    static constexpr int width_bits = 32;
+
     ItemMask() = default;
 
     explicit ItemMask(qint32 value)
@@ -27,7 +29,7 @@ public:
     qint32 value() const { return static_cast<qint32>(m_bits); }
 
 private:
-    static quint32 bitOf(qsizetype position) { return quint32 {1} << (position % 32); }
+    static quint32 bitOf(qsizetype position) { return quint32 {1} << (position % width_bits); }
 
     quint32 m_bits = 0;
 };

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "network/networkreader.h"
 #include "network/networkwriter.h"
-#include "tests/support/logcapture.h"
 #include "tests/support/memorydevice.h"
 
 #include <QTest>
@@ -51,13 +50,12 @@ private slots:
                 QCOMPARE(read, (QList {text, QJsonObject {{"n"_L1, 1}}, QJsonObject()}));
             }
         }
-        QCOMPARE(m_log.take(), QStringList());
     }
 
     void readsFrame_data()
     {
         QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<QString>("logged"); // empty: read
+        QTest::addColumn<QString>("error"); // empty: read
         const auto length = [](const char* header) {
             QTest::addRow("length '%s'", header)
                 << QByteArray(header) << "Malformed expectant bytes: %1\n"_L1.arg(QLatin1StringView(header));
@@ -73,21 +71,40 @@ private slots:
             QTest::addRow("no object %s", frame)
                 << QByteArray(frame) << "Malformed json: %1"_L1.arg(QLatin1StringView(frame + 4));
         }
+        QTest::newRow("zero byte") << QByteArray("x\0y\0", 4) << u"Malformed expectant bytes: x\n"_s;
         QTest::newRow("not UTF-8") << "0002\xff\xfe"_ba << u"Malformed json: \ufffd\ufffd"_s;
     }
 
     void readsFrame()
     {
         QFETCH(const QByteArray, bytes);
-        QFETCH(const QString, logged);
+        QFETCH(const QString, error);
         MemoryDevice device;
         NetworkReader reader(&device);
         int count = 0;
         connect(&reader, &NetworkReader::receivedJson, this, [&count] { ++count; });
         device.input = bytes + "0002{}";
-        QCOMPARE(reader.readFrames(), logged.isEmpty());
-        QCOMPARE(count, logged.isEmpty() ? 2 : 0); // nothing after a failure
-        QCOMPARE(m_log.take().join(u'/'), logged);
+        QCOMPARE(reader.readFrames(), error.isEmpty());
+        QCOMPARE(count, error.isEmpty() ? 2 : 0); // nothing after a failure
+        QCOMPARE(QString::fromUtf8(reader.errorString()), error);
+    }
+
+    void readsUpToALimit()
+    {
+        MemoryDevice device;
+        NetworkReader reader(&device, 9);
+        int count = 0;
+        connect(&reader, &NetworkReader::receivedJson, this, [&count] { ++count; });
+        device.input = "####00000009{\"n\":100}0002{}0002{}####00000010";
+        QVERIFY(reader.readFrames([&count] { return count < 2; }));
+        QCOMPARE(count, 2);
+        QVERIFY(!reader.readFrames());
+        QCOMPARE(count, 3);
+        QCOMPARE(reader.error(), NetworkReader::Error::MalformedLength);
+        reader.reset();
+        device.input = "0002{}";
+        QVERIFY(reader.readFrames());
+        QCOMPARE(count, 4);
     }
 
     void failsWithoutHeaderBytes()
@@ -97,7 +114,7 @@ private slots:
         QVERIFY(reader.readFrames()); // nothing there is no failure
         device.pretended = 1;
         QVERIFY(!reader.readFrames());
-        QCOMPARE(m_log.take(), QStringList {u"No header bytes found"_s});
+        QCOMPARE(reader.errorString(), "No header bytes found"_ba);
     }
 
     void survivesItsEndInAHandler()
@@ -139,11 +156,12 @@ private slots:
         QVERIFY(writer.write(json) && writer.write(QJsonObject()));
         QCOMPARE(device.output, (header.isEmpty() ? ""_ba : header + body) + "0002{}");
         const QString refusal = u"Warning: NetworkWriter refusing to write %1 bytes"_s.arg(body.size());
-        QCOMPARE(m_log.take().join(u'/'), header.isEmpty() ? refusal : u""_s);
+        QCOMPARE(QString::fromUtf8(writer.refusal(body.size())), header.isEmpty() ? refusal : u""_s);
+        QCOMPARE(body.size() > writer.maximumBody_bytes(), header.isEmpty());
         device.output.clear();
         writer.setLongFrames(true);
-        QVERIFY(writer.write(json));
-        QCOMPARE(device.output, longHeader + body);
+        QVERIFY(writer.write(json) && writer.writeLongFrame("{}"));
+        QCOMPARE(device.output, longHeader + body + "####00000002{}");
     }
 
     void reportsRefusedWrites()
@@ -154,11 +172,11 @@ private slots:
             QVERIFY(!NetworkWriter(&device).write(QJsonObject()));
             QCOMPARE(device.output, allowed == 0 ? ""_ba : "0002"_ba);
         }
-        QCOMPARE(m_log.take(), QStringList());
+        MemoryDevice device;
+        QVERIFY(NetworkWriter(&device).write(QByteArray()));
+        QCOMPARE(device.output, ""_ba);
+        QCOMPARE(NetworkWriter(&device).refusal(0), "Warning: NetworkWriter trying to write 0 bytes"_ba);
     }
-
-private:
-    LogCapture m_log;
 };
 
 QTEST_GUILESS_MAIN(FramesTest)
