@@ -168,6 +168,10 @@ class PrivateHost:
             self._display = f":{answer.readline().strip()}"
 
     @property
+    def screen_name(self):
+        return self._display
+
+    @property
     def pid(self):
         return self._host.pid
 
