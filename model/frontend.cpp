@@ -12,11 +12,10 @@ using namespace Qt::StringLiterals;
 FrontEnd::FrontEnd()
 {
     obs_frontend_add_event_callback(onFrontendEvent, this);
-    connect(&m_queue, &SignalQueue::delivered, this, &FrontEnd::dropRemovedWrapper);
     updateCurrentScene();
     updatePreviewScene();
     updateCurrentTransition();
-    m_announcedTransitionDuration_ms = transitionDuration();
+    m_emittedTransitionDuration_ms = transitionDuration();
     watchMainWindow();
 }
 
@@ -48,7 +47,7 @@ void FrontEnd::watchMainWindow()
         return;
     }
     if (auto* duration = window->findChild<QSpinBox*>(u"transitionDuration"_s)) {
-        connect(duration, &QSpinBox::valueChanged, this, &FrontEnd::announceTransitionDuration);
+        connect(duration, &QSpinBox::valueChanged, this, &FrontEnd::emitTransitionDurationIfChanged);
     }
     auto* scenes = window->findChild<QListView*>(u"scenes"_s);
     if (scenes && scenes->model()) {
@@ -59,7 +58,7 @@ void FrontEnd::watchMainWindow()
 
 void FrontEnd::handleFrontendEvent(enum obs_frontend_event event)
 {
-    // What sources have signalled before the event is told before it.
+    // Queued source signals go first, so that controllers see changes in their order.
     m_queue.deliver();
 
     switch (event) {
@@ -97,12 +96,12 @@ void FrontEnd::handleFrontendEvent(enum obs_frontend_event event)
     case OBS_FRONTEND_EVENT_TRANSITION_LIST_CHANGED:
         m_collectionSwitch.areTransitionsAnnounced = true;
         if (m_collectionSwitch.isUnderWay) {
-            updateCurrentTransition(); // let go at the cleanup, and part of what is told now
+            updateCurrentTransition(); // released in the cleanup; this notification includes it
         }
         emit transitionListChanged();
         break;
     case OBS_FRONTEND_EVENT_TRANSITION_DURATION_CHANGED:
-        announceTransitionDuration();
+        emitTransitionDurationIfChanged();
         break;
     case OBS_FRONTEND_EVENT_SCENE_COLLECTION_CLEANUP:
         sceneCollectionCleanup();
@@ -136,26 +135,26 @@ void FrontEnd::sceneCollectionCleanup()
 {
     // The host counts the sources that are left after this event, and gives up over the first that a module holds.
     m_collectionSwitch = {.isUnderWay = true};
-    letGo(m_currentScene);
-    letGo(m_previewScene);
+    releaseLater(m_currentScene);
+    releaseLater(m_previewScene);
     m_currentTransition.reset();
 }
 
 // The host deletes the rows of its list of items by posted events after the cleanup, and each row still disconnects
 // from the signals of its scene. Where our reference is the last one, the scene must not end before that. The host
 // counts what is left only behind those events.
-void FrontEnd::letGo(std::unique_ptr<Scene>& wrapper)
+void FrontEnd::releaseLater(std::unique_ptr<Scene>& wrapper)
 {
     if (wrapper) {
-        m_outgoing.emplace_back(wrapper->source());
+        m_pendingReleases.emplace_back(wrapper->source());
         wrapper.reset();
-        QMetaObject::invokeMethod(this, &FrontEnd::releaseOutgoing, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(this, &FrontEnd::releasePending, Qt::QueuedConnection);
     }
 }
 
-void FrontEnd::releaseOutgoing()
+void FrontEnd::releasePending()
 {
-    m_outgoing.clear();
+    m_pendingReleases.clear();
 }
 
 void FrontEnd::sceneCollectionChanged()
@@ -185,13 +184,13 @@ void FrontEnd::sceneCollectionChanged()
     if (!ended.areTransitionsAnnounced) {
         emit transitionListChanged();
     }
-    announceTransitionDuration();
+    emitTransitionDurationIfChanged();
 }
 
 void FrontEnd::exit()
 {
     obs_frontend_remove_event_callback(onFrontendEvent, this);
-    releaseOutgoing();
+    releasePending();
     // The host ends its outputs before it unloads this module.
     for (const auto& output : {&m_recordingOutput, &m_streamingOutput}) {
         if (*output) {
@@ -222,22 +221,19 @@ void FrontEnd::update(std::unique_ptr<Wrapper>& wrapper, obs_source_t* (*hostSou
     const OBSSourceAutoRelease source = hostSource();
     if (source) {
         wrapper = std::make_unique<Wrapper>(source, &m_queue);
-        connect(wrapper.get(), &Source::removed, this, [this](const Source* removed) { m_removedWrapper = removed; });
+        connect(wrapper.get(), &Source::removed, this, &FrontEnd::releaseRemovedSources, Qt::QueuedConnection);
     }
 }
 
-void FrontEnd::dropRemovedWrapper()
+// Runs once the removal has been pushed, so that a camera used only there is closed.
+void FrontEnd::releaseRemovedSources()
 {
-    // Everybody has been told: let the source go, so that a camera used only there is closed.
-    const Source* removed = std::exchange(m_removedWrapper, nullptr);
-    if (!removed) {
-        return;
+    for (auto* scene : {&m_currentScene, &m_previewScene}) {
+        if (*scene && obs_source_removed((*scene)->source())) {
+            releaseLater(*scene);
+        }
     }
-    if (m_currentScene.get() == removed) {
-        letGo(m_currentScene);
-    } else if (m_previewScene.get() == removed) {
-        letGo(m_previewScene);
-    } else if (m_currentTransition.get() == removed) {
+    if (m_currentTransition && obs_source_removed(m_currentTransition->source())) {
         m_currentTransition.reset();
     }
 }
@@ -262,11 +258,11 @@ Output* FrontEnd::update(std::unique_ptr<Output>& wrapper, obs_output_t* (*hostO
     return wrapper.get();
 }
 
-void FrontEnd::announceTransitionDuration()
+void FrontEnd::emitTransitionDurationIfChanged()
 {
-    // Some hosts change the spin box silently, some raise the event besides: told once either way.
+    // Some OBS versions block the spin box's signal, others also raise the event.
     const int duration_ms = transitionDuration();
-    if (std::exchange(m_announcedTransitionDuration_ms, duration_ms) != duration_ms) {
+    if (std::exchange(m_emittedTransitionDuration_ms, duration_ms) != duration_ms) {
         emit transitionDurationChanged();
     }
 }

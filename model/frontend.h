@@ -60,7 +60,7 @@ public:
     void setPreviewScene(const QString& name);
     void setCurrentTransition(const QString& name);
 
-    // Emits what the wrappers have recorded so far. To be called after each change made through a wrapper.
+    // Emits what the wrappers have enqueued so far. To be called after each change made through a wrapper.
     void deliverHostSignals() { m_queue.deliver(); }
 
 signals:
@@ -86,12 +86,12 @@ private:
     void updateCurrentTransition();
     template<typename Wrapper>
     void update(std::unique_ptr<Wrapper>& wrapper, obs_source_t* (*hostSource)());
-    void letGo(std::unique_ptr<Scene>& wrapper);
-    void releaseOutgoing();
+    void releaseLater(std::unique_ptr<Scene>& wrapper);
+    void releasePending();
+    void releaseRemovedSources();
     Output* update(std::unique_ptr<Output>& wrapper, obs_output_t* (*hostOutput)());
 
-    void dropRemovedWrapper();
-    void announceTransitionDuration();
+    void emitTransitionDurationIfChanged();
     void watchMainWindow();
 
     // What the host has announced since it emptied the scene collection.
@@ -111,7 +111,6 @@ private:
     std::unique_ptr<Output> m_streamingOutput;
     std::unique_ptr<SceneOrderWatch> m_sceneOrderWatch;
     CollectionSwitch m_collectionSwitch;
-    std::vector<OBSSource> m_outgoing;        // held until the host has deleted what shows them
-    const Source* m_removedWrapper = nullptr; // set while the delivery of its removal is under way
-    int m_announcedTransitionDuration_ms = 0;
+    std::vector<OBSSource> m_pendingReleases; // until OBS has deleted its rows that refer to them
+    int m_emittedTransitionDuration_ms = 0;
 };

@@ -72,10 +72,15 @@ void FrontEnd::triggerTransition()
     }
 }
 
+// Null when OBS has no source of that name. OBS would cut a name at U+0000, and find another source.
+static OBSSourceAutoRelease findSource(const QString& name)
+{
+    return name.contains(QChar::Null) ? nullptr : obs_get_source_by_name(name.toUtf8().constData());
+}
+
 void FrontEnd::setCurrentScene(const QString& name)
 {
-    const OBSSourceAutoRelease source = obs_get_source_by_name(name.toUtf8().constData());
-    if (source) {
+    if (const OBSSourceAutoRelease source = findSource(name)) {
         obs_frontend_set_current_scene(source);
         m_queue.deliver();
     }
@@ -83,8 +88,7 @@ void FrontEnd::setCurrentScene(const QString& name)
 
 void FrontEnd::setPreviewScene(const QString& name)
 {
-    const OBSSourceAutoRelease source = obs_get_source_by_name(name.toUtf8().constData());
-    if (source) {
+    if (const OBSSourceAutoRelease source = findSource(name)) {
         obs_frontend_set_current_preview_scene(source);
         m_queue.deliver();
     }

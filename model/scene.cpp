@@ -11,12 +11,12 @@ using namespace Qt::StringLiterals;
 
 // In the order of subscription.
 const Source::HostSignal Scene::sceneSignals[] = {
-    {"item_add", recordItem<&Scene::itemAdded>},
-    {"item_remove", recordItem<&Scene::itemRemoved>},
-    {"reorder", record<&Scene::itemsReordered>},
-    {"refresh", record<&Scene::itemsRefreshed>},
-    {"item_visible", recordItemState<&Scene::itemVisible, visibleArgument>},
-    {"item_locked", recordItemState<&Scene::itemLocked, lockedArgument>},
+    {"item_add", enqueueItem<&Scene::itemAdded>},
+    {"item_remove", enqueueItem<&Scene::itemRemoved>},
+    {"reorder", enqueue<&Scene::itemsReordered>},
+    {"refresh", enqueue<&Scene::itemsRefreshed>},
+    {"item_visible", enqueueItemState<&Scene::itemVisible, visibleArgument>},
+    {"item_locked", enqueueItemState<&Scene::itemLocked, lockedArgument>},
 };
 
 Scene::Scene(obs_source_t* source, SignalQueue* queue)
@@ -56,15 +56,15 @@ SceneSource* Scene::findSceneSource(obs_sceneitem_t* item) const
     return found == m_sceneSources.cend() ? nullptr : *found;
 }
 
-SceneSource* Scene::findKnown(ItemKey key) const
+SceneSource* Scene::findItem(const std::optional<ItemKey>& key) const
 {
-    SceneSource* source = findSceneSource(key.item);
-    if (source && ItemKey(source->item()) == key) {
-        return source;
-    }
-    const auto leaving = std::find_if(m_leavingSources.cbegin(), m_leavingSources.cend(),
-                                      [&key](const auto& candidate) { return candidate.first == key; });
-    return leaving == m_leavingSources.cend() ? nullptr : leaving->second.get();
+    SceneSource* source = key ? findSceneSource(key->item) : nullptr;
+    return source && ItemKey(source->item()) == *key ? source : nullptr;
+}
+
+bool Scene::isKnown(const ItemKey& key) const
+{
+    return findItem(key) || std::find(m_removedItems.cbegin(), m_removedItems.cend(), key) != m_removedItems.cend();
 }
 
 // What is made of each item, in the host's order: from the bottom-most upwards.
@@ -105,62 +105,66 @@ QString Scene::typeName() const
     return u"Scene"_s;
 }
 
-bool Scene::isConcerned(const calldata_t* arguments) const
+bool Scene::matchesScene(const calldata_t* arguments) const
 {
     const auto* scene = calldataPointer<obs_scene_t>(arguments, "scene");
     return scene && scene == m_scene;
 }
 
 template<void (Scene::*handle)()>
-void Scene::record(void* data, calldata_t* arguments)
+void Scene::enqueue(void* data, calldata_t* arguments)
 {
     auto* wrapper = static_cast<Scene*>(data);
-    if (wrapper->isConcerned(arguments)) {
-        wrapper->queue()->post(wrapper, [wrapper] { (wrapper->*handle)(); });
+    if (wrapper->matchesScene(arguments)) {
+        wrapper->queue()->post(wrapper, enqueue<handle>, [wrapper](bool /*isMerged*/) { (wrapper->*handle)(); });
     }
 }
 
-template<void (Scene::*handle)(Scene::ItemKey)>
-void Scene::recordItem(void* data, calldata_t* arguments)
+template<void (Scene::*handle)(const std::optional<Scene::ItemKey>&)>
+void Scene::enqueueItem(void* data, calldata_t* arguments)
 {
     auto* wrapper = static_cast<Scene*>(data);
     auto* item = calldataPointer<obs_sceneitem_t>(arguments, "item");
-    if (wrapper->isConcerned(arguments) && item) {
-        wrapper->queue()->post(wrapper, [wrapper, key = ItemKey(item)] { (wrapper->*handle)(key); });
+    if (wrapper->matchesScene(arguments) && item) {
+        wrapper->queue()->post(wrapper, enqueueItem<handle>, [wrapper, key = ItemKey(item)](bool isMerged) {
+            (wrapper->*handle)(isMerged ? std::nullopt : std::optional(key));
+        });
     }
 }
 
-template<void (Scene::*handle)(Scene::ItemKey, bool), const char* argument>
-void Scene::recordItemState(void* data, calldata_t* arguments)
+template<void (Scene::*handle)(const std::optional<Scene::ItemKey>&, bool), const char* argument>
+void Scene::enqueueItemState(void* data, calldata_t* arguments)
 {
     auto* wrapper = static_cast<Scene*>(data);
     auto* item = calldataPointer<obs_sceneitem_t>(arguments, "item");
     const std::optional<bool> state = calldataBool(arguments, argument);
-    if (wrapper->isConcerned(arguments) && item && state) {
-        wrapper->queue()->post(wrapper,
-                               [wrapper, key = ItemKey(item), state = *state] { (wrapper->*handle)(key, state); });
+    if (wrapper->matchesScene(arguments) && item && state) {
+        wrapper->queue()->post(wrapper, enqueueItemState<handle, argument>,
+                               [wrapper, key = ItemKey(item), state = *state](bool isMerged) {
+                                   (wrapper->*handle)(isMerged ? std::nullopt : std::optional(key), state);
+                               });
     }
 }
 
-void Scene::itemAdded(ItemKey key)
+void Scene::itemAdded(const std::optional<ItemKey>& key)
 {
     refreshSceneSources();
-    if (const SceneSource* source = findKnown(key)) {
-        emit sceneSourceAdded(this, source);
+    if (!key || findItem(key)) {
+        emit sceneSourceAdded(this, findItem(key));
     }
 }
 
-void Scene::itemRemoved(ItemKey key)
+void Scene::itemRemoved(const std::optional<ItemKey>& key)
 {
-    SceneSource* source = findKnown(key);
-    if (!source) {
-        return;
+    if (key && !isKnown(*key)) {
+        return; // added and removed before its addition was delivered
     }
+    const SceneSource* source = findItem(key);
     emit sceneSourceRemoved(this, source);
-    if (m_sceneSources.contains(source)) {
+    if (source || !key) {
         refreshSceneSources();
     }
-    std::erase_if(m_leavingSources, [&key](const auto& leaving) { return leaving.first == key; });
+    std::erase_if(m_removedItems, [&key](const ItemKey& removed) { return !key || removed == *key; });
 }
 
 void Scene::itemsReordered()
@@ -174,17 +178,17 @@ void Scene::itemsRefreshed()
     emit sceneSourcesRefreshed(this);
 }
 
-void Scene::itemVisible(ItemKey key, bool visible)
+void Scene::itemVisible(const std::optional<ItemKey>& key, bool visible)
 {
-    if (const SceneSource* source = findKnown(key)) {
-        emit sceneSourceVisibilityChanged(this, source, visible);
+    if (!key || isKnown(*key)) {
+        emit sceneSourceVisibilityChanged(this, findItem(key), visible);
     }
 }
 
-void Scene::itemLocked(ItemKey key, bool locked)
+void Scene::itemLocked(const std::optional<ItemKey>& key, bool locked)
 {
-    if (const SceneSource* source = findKnown(key)) {
-        emit sceneSourceLockChanged(this, source, locked);
+    if (!key || isKnown(*key)) {
+        emit sceneSourceLockChanged(this, findItem(key), locked);
     }
 }
 
@@ -203,14 +207,9 @@ void Scene::refreshSceneSources()
 {
     m_hasSceneSources = true;
     const QList<SceneSource*> previous = std::exchange(m_sceneSources, makeSceneSources());
-
-    for (SceneSource* source : previous) {
-        if (findSceneSource(source->item())) {
-            delete source;
-        } else {
-            const ItemKey key(source->item());
-            source->releaseItem();
-            m_leavingSources.emplace_back(key, source);
-        }
+    for (const SceneSource* source : previous) {
+        m_removedItems.emplace_back(source->item());
     }
+    std::erase_if(m_removedItems, [this](const ItemKey& key) { return findItem(key) != nullptr; });
+    qDeleteAll(previous);
 }

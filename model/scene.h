@@ -5,9 +5,8 @@
 
 #include <QList>
 
-#include <memory>
+#include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 // A host scene with the wrappers of its items.
@@ -43,6 +42,7 @@ public:
     QString typeName() const override;
 
 signals:
+    // The item is null when the signal stands for changes of several items, or when the item has already left the list.
     void sceneSourceAdded(const Scene* scene, const SceneSource* source);
     void sceneSourceRemoved(const Scene* scene, const SceneSource* source); // the wrapper ends after the emission
     void sceneSourcesReordered(const Scene* scene);
@@ -51,8 +51,8 @@ signals:
     void sceneSourceLockChanged(const Scene* scene, const SceneSource* source, bool locked);
 
 private:
-    // What a record keeps of an item: no reference. Held items cost the host (each has hotkeys that it saves with every
-    // change), so a backlog that holds them makes the host slower, and so grows. The pointer is only ever compared; the
+    // What a record keeps of an item: no reference. Held items cost OBS (each has hotkeys that it saves with every
+    // change), so a backlog that holds them makes OBS slower, and so grows. The pointer is only ever compared; the
     // number, unique within a scene, tells an item from a later one at the same address.
     struct ItemKey
     {
@@ -71,33 +71,35 @@ private:
     static constexpr char visibleArgument[] = "visible";
     static constexpr char lockedArgument[] = "locked";
 
-    // The host's callbacks: they record a signal that concerns this scene. Any thread.
+    // OBS's callbacks: they enqueue a signal of this scene. Any thread.
     template<void (Scene::*handle)()>
-    static void record(void* data, calldata_t* arguments);
-    template<void (Scene::*handle)(ItemKey)>
-    static void recordItem(void* data, calldata_t* arguments);
-    template<void (Scene::*handle)(ItemKey, bool), const char* argument>
-    static void recordItemState(void* data, calldata_t* arguments);
+    static void enqueue(void* data, calldata_t* arguments);
+    template<void (Scene::*handle)(const std::optional<ItemKey>&)>
+    static void enqueueItem(void* data, calldata_t* arguments);
+    template<void (Scene::*handle)(const std::optional<ItemKey>&, bool), const char* argument>
+    static void enqueueItemState(void* data, calldata_t* arguments);
 
-    bool isConcerned(const calldata_t* arguments) const;
+    bool matchesScene(const calldata_t* arguments) const;
 
-    // What was recorded, delivered.
-    void itemAdded(ItemKey key);
-    void itemRemoved(ItemKey key);
+    // Delivered records. One that has merged with others stands for several items, and has no key.
+    void itemAdded(const std::optional<ItemKey>& key);
+    void itemRemoved(const std::optional<ItemKey>& key);
     void itemsReordered();
     void itemsRefreshed();
-    void itemVisible(ItemKey key, bool visible);
-    void itemLocked(ItemKey key, bool locked);
+    void itemVisible(const std::optional<ItemKey>& key, bool visible);
+    void itemLocked(const std::optional<ItemKey>& key, bool locked);
 
     template<typename Made>
     std::vector<Made> collectItems(Made (*make)(obs_sceneitem_t*)) const;
-    SceneSource* findKnown(ItemKey key) const; // in the list or leaving
+    SceneSource* findItem(const std::optional<ItemKey>& key) const;
+    bool isKnown(const ItemKey& key) const; // in the list, or its removal is still to be delivered
     QList<SceneSource*> makeSceneSources() const;
     void refreshSceneSources();
 
     obs_scene_t* m_scene = nullptr; // kept alive by the source
     mutable QList<SceneSource*> m_sceneSources;
     mutable bool m_hasSceneSources = false;
-    // Wrappers, without their items, of what a rebuild did not find any more, until the removal is delivered and told.
-    std::vector<std::pair<ItemKey, std::unique_ptr<SceneSource>>> m_leavingSources;
+    // Items that the last rebuild no longer found and whose removal is still to be delivered. Nothing of them is held:
+    // an item that moves into a group leaves in this way too, and no removal follows.
+    std::vector<ItemKey> m_removedItems;
 };

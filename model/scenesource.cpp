@@ -51,12 +51,6 @@ void SceneSource::changeInScene(Change change)
         &update);
 }
 
-void SceneSource::releaseItem()
-{
-    m_item = nullptr;
-    m_scene = nullptr;
-}
-
 QJsonObject SceneSource::toJson() const
 {
     QJsonObject json = Source::toJson();

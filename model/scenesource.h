@@ -9,7 +9,7 @@ class SceneSource : public Source
 public:
     explicit SceneSource(obs_sceneitem_t* item, SignalQueue* queue = nullptr);
 
-    obs_sceneitem_t* item() const { return m_item; } // null after releaseItem()
+    obs_sceneitem_t* item() const { return m_item; }
 
     bool isVisible() const;
     bool isLocked() const;
@@ -17,9 +17,6 @@ public:
     // The change comes back as a signal of the item's Scene. An item that has left its scene is not changed.
     void setVisible(bool visible);
     void setLocked(bool locked);
-
-    // Lets the item go, but not the source that it showed. Invisible and unlocked from then on, and not to be changed.
-    void releaseItem();
 
     // {"name", "isVisible", "isLocked"}
     QJsonObject toJson() const override;

@@ -1,107 +1,74 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "signalqueue.h"
 
-#include <QCoreApplication>
-#include <QEvent>
-
 #include <algorithm>
-#include <iterator>
-#include <vector>
+#include <utility>
 
-namespace {
-const QEvent::Type wakeUpEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
-}
-
-void SignalQueue::post(const QObject* wrapper, Delivery delivery)
+void SignalQueue::post(const QObject* wrapper, Kind kind, Delivery delivery)
 {
     {
         const std::scoped_lock lock(m_mutex);
-        m_records.push_back({wrapper, std::move(delivery)});
+        m_records.push_back({wrapper, kind, std::move(delivery)});
+        if (m_records.size() > maximumUnmerged) {
+            merge();
+        }
     }
-    wakeUp();
+    m_task.schedule();
+}
+
+// Keeps the latest record of each wrapper and kind, at its place.
+void SignalQueue::merge()
+{
+    std::deque<Record> kept;
+    for (auto record = m_records.rbegin(); record != m_records.rend(); ++record) {
+        const auto later = std::find_if(kept.begin(), kept.end(), [&record](const Record& candidate) {
+            return candidate.wrapper == record->wrapper && candidate.kind == record->kind;
+        });
+        if (later == kept.end()) {
+            kept.push_front(std::move(*record));
+        } else {
+            later->isMerged = true;
+        }
+    }
+    m_records = std::move(kept);
 }
 
 void SignalQueue::deliver()
 {
-    // Only what is there now: other threads may keep recording.
+    // Only what is there now: other threads may keep posting.
     std::size_t count = 0;
     {
         const std::scoped_lock lock(m_mutex);
         count = m_records.size();
     }
-    for (; count > 0; --count) {
-        std::optional<Record> record = takeFirst();
-        if (!record) {
-            return; // a delivery made a nested call, or ended wrappers
-        }
-        deliverFirst(std::move(*record));
+    while (count > 0 && deliverFirst()) { // a delivery may call this function, or end wrappers
+        --count;
     }
 }
 
-void SignalQueue::forget(const QObject* wrapper)
+void SignalQueue::deliverSlice()
 {
-    std::vector<Record> dropped; // destroyed without the lock
-    const std::scoped_lock lock(m_mutex);
-    const auto isKept = [wrapper](const Record& record) { return record.wrapper != wrapper; };
-    const auto firstDropped = std::stable_partition(m_records.begin(), m_records.end(), isKept);
-    std::move(firstDropped, m_records.end(), std::back_inserter(dropped));
-    m_records.erase(firstDropped, m_records.end());
+    while (deliverFirst() && !m_task.isSliceOver()) {
+    }
 }
 
-bool SignalQueue::event(QEvent* event)
+bool SignalQueue::deliverFirst()
 {
-    if (event->type() != wakeUpEvent) {
-        return QObject::event(event);
-    }
+    Record record;
     {
         const std::scoped_lock lock(m_mutex);
-        m_isWakeUpPosted = false;
-    }
-    const QDeadlineTimer deadline(deliveryBudget);
-    while (std::optional<Record> record = takeFirst()) {
-        deliverFirst(std::move(*record));
-        if (deadline.hasExpired()) {
-            break;
+        if (m_records.empty()) {
+            return false;
         }
+        record = std::move(m_records.front());
+        m_records.pop_front();
     }
-    {
-        const std::scoped_lock lock(m_mutex);
-        m_breather.setRemainingTime(deliveryBudget);
-    }
-    wakeUp();
+    record.delivery(record.isMerged);
     return true;
 }
 
-std::optional<SignalQueue::Record> SignalQueue::takeFirst()
+void SignalQueue::removePending(const QObject* wrapper)
 {
     const std::scoped_lock lock(m_mutex);
-    if (m_records.empty()) {
-        return std::nullopt;
-    }
-    std::optional<Record> record(std::move(m_records.front()));
-    m_records.pop_front();
-    return record;
-}
-
-void SignalQueue::deliverFirst(Record record)
-{
-    record.delivery();
-    emit delivered();
-}
-
-void SignalQueue::wakeUp()
-{
-    // Ahead of the host's own repaints, unless there was a delivery just now: then the host has its turn.
-    int priority = Qt::HighEventPriority;
-    {
-        const std::scoped_lock lock(m_mutex);
-        if (m_isWakeUpPosted || m_records.empty()) {
-            return;
-        }
-        m_isWakeUpPosted = true;
-        if (!m_breather.hasExpired()) {
-            priority = Qt::NormalEventPriority;
-        }
-    }
-    QCoreApplication::postEvent(this, new QEvent(wakeUpEvent), priority);
+    std::erase_if(m_records, [wrapper](const Record& record) { return record.wrapper == wrapper; });
 }

@@ -1,63 +1,64 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #pragma once
 
-#include <QDeadlineTimer>
+#include "support/slicedtask.h"
+
 #include <QObject>
 
-#include <chrono>
 #include <deque>
 #include <functional>
 #include <mutex>
-#include <optional>
 
-// The one road from host callbacks to Qt signals.
+struct calldata;
+
+// Carries OBS's signals from its callbacks to the main thread.
 //
-// The host raises source and scene signals on any thread (its graphics, destruction and other plug-ins' threads among
-// them), with locks held that a call back into the host would wait for. So a callback only records what it was told and
-// returns; the queue delivers the records in order on the main thread:
-//   - when the bridge asks, right after each call into the host that can raise such signals and before each front-end
-//     event is handled, so that controllers see changes in the order in which they happened;
-//   - otherwise by one posted event.
-class SignalQueue : public QObject
+// OBS raises source and scene signals on any thread (graphics, destruction and other plug-ins' threads among them) and
+// holds locks meanwhile that a call back into OBS would wait for. So a callback only enqueues a record and returns; the
+// queue delivers the records in order on the main thread:
+//   - when the bridge asks, right after each call into OBS that can raise such signals and before each front-end event,
+//     so that controllers see changes in the order in which they happened;
+//   - otherwise in slices of a task.
+//
+// The backlog is bounded. When it exceeds a limit, the records of one wrapper and one kind merge into the latest of
+// them: each wrapper then has at most one record of each kind. One call of deliver() never handles more than that.
+class SignalQueue
 {
-    Q_OBJECT
-
 public:
-    using Delivery = std::function<void()>;
+    // How many records wait unmerged: enough for what a user or one request changes at once.
+    static constexpr std::size_t maximumUnmerged = 20;
 
-    // Records one signal for the wrapper. Any thread, with any of the host's locks held. The wrapper must be alive and
-    // call forget() before it ends.
-    void post(const QObject* wrapper, Delivery delivery);
+    // The callback of the OBS signal, as what tells one kind of change from another: all records of one kind cause the
+    // same notifications.
+    using Kind = void (*)(void* data, calldata* arguments);
 
-    // Delivers what has been recorded so far. Main thread; re-entrant.
+    // Main thread. The argument is true when the record stands for several that have merged.
+    using Delivery = std::function<void(bool isMerged)>;
+
+    // Enqueues one signal of the wrapper. Any thread, with any of OBS's locks held; the delivery must hold no reference.
+    // The wrapper must be alive and call removePending() before it ends.
+    void post(const QObject* wrapper, Kind kind, Delivery delivery);
+
+    // Delivers what is pending now. Main thread; re-entrant.
     void deliver();
 
-    // Drops the records of a wrapper that is going away. Main thread.
-    void forget(const QObject* wrapper);
-
-signals:
-    // After each single delivery.
-    void delivered();
-
-protected:
-    bool event(QEvent* event) override;
+    // Drops the records of a wrapper that is about to end. Main thread.
+    void removePending(const QObject* wrapper);
 
 private:
     struct Record
     {
         const QObject* wrapper;
+        Kind kind;
         Delivery delivery;
+        bool isMerged = false;
     };
 
-    // A flood of records must not keep the event loop from painting the host's window.
-    static constexpr std::chrono::milliseconds deliveryBudget {10};
+    void deliverSlice();
+    bool deliverFirst();
+    void merge();
 
-    std::optional<Record> takeFirst();
-    void deliverFirst(Record record);
-    void wakeUp();
-
-    std::mutex m_mutex; // held only to touch the members below, never while calling anything
+    std::mutex m_mutex; // guards the records; never held while anything is called
     std::deque<Record> m_records;
-    bool m_isWakeUpPosted = false;
-    QDeadlineTimer m_breather {0}; // the event loop's own time after a posted delivery
+    SlicedTask m_task {[this] { deliverSlice(); }};
 };

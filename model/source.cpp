@@ -8,14 +8,14 @@ using namespace Qt::StringLiterals;
 
 // In the order of subscription.
 const Source::HostSignal Source::sourceSignals[] = {
-    {"destroy", record<[](Source* source) { emit source->destroyed(source); }>},
-    {"remove", record<[](Source* source) { emit source->removed(source); }>},
-    {"activate", record<[](Source* source) { emit source->activated(source, true); }>},
-    {"deactivate", record<[](Source* source) { emit source->activated(source, false); }>},
-    {"show", record<[](Source* source) { emit source->shown(source, true); }>},
-    {"hide", record<[](Source* source) { emit source->shown(source, false); }>},
-    {"enable", recordEnabled},
-    {"rename", record<[](Source* source) { emit source->renamed(source); }>},
+    {"destroy", enqueue<[](Source* source) { emit source->destroyed(source); }>},
+    {"remove", enqueue<[](Source* source) { emit source->removed(source); }>},
+    {"activate", enqueue<[](Source* source) { emit source->activated(source, true); }>},
+    {"deactivate", enqueue<[](Source* source) { emit source->activated(source, false); }>},
+    {"show", enqueue<[](Source* source) { emit source->shown(source, true); }>},
+    {"hide", enqueue<[](Source* source) { emit source->shown(source, false); }>},
+    {"enable", enqueueEnabled},
+    {"rename", enqueue<[](Source* source) { emit source->renamed(source); }>},
 };
 
 Source::Source(obs_source_t* source, SignalQueue* queue)
@@ -63,35 +63,36 @@ void Source::subscribe(const HostSignal& signal)
 
 void Source::unsubscribe()
 {
-    // Most wrappers never subscribe, and looking through a long queue for each of them lets it grow longer still.
+    // Most wrappers never subscribe and have no records.
     if (m_subscriptions.empty()) {
         return;
     }
     m_subscriptions.clear();
-    m_queue->forget(this);
+    m_queue->removePending(this);
 }
 
-bool Source::isConcerned(const calldata_t* arguments) const
+bool Source::matchesSource(const calldata_t* arguments) const
 {
     const auto* source = calldataPointer<obs_source_t>(arguments, "source");
     return source && source == m_source;
 }
 
 template<auto emission>
-void Source::record(void* data, calldata_t* arguments)
+void Source::enqueue(void* data, calldata_t* arguments)
 {
     auto* wrapper = static_cast<Source*>(data);
-    if (wrapper->isConcerned(arguments)) {
-        wrapper->m_queue->post(wrapper, [wrapper] { emission(wrapper); });
+    if (wrapper->matchesSource(arguments)) {
+        wrapper->m_queue->post(wrapper, enqueue<emission>, [wrapper](bool /*isMerged*/) { emission(wrapper); });
     }
 }
 
-void Source::recordEnabled(void* data, calldata_t* arguments)
+void Source::enqueueEnabled(void* data, calldata_t* arguments)
 {
     auto* wrapper = static_cast<Source*>(data);
     const std::optional<bool> isEnabled = calldataBool(arguments, "enabled");
-    if (wrapper->isConcerned(arguments) && isEnabled) {
-        wrapper->m_queue->post(wrapper,
-                               [wrapper, isEnabled = *isEnabled] { emit wrapper->enabled(wrapper, isEnabled); });
+    if (wrapper->matchesSource(arguments) && isEnabled) {
+        wrapper->m_queue->post(wrapper, enqueueEnabled, [wrapper, isEnabled = *isEnabled](bool /*isMerged*/) {
+            emit wrapper->enabled(wrapper, isEnabled);
+        });
     }
 }

@@ -12,10 +12,10 @@ class SignalQueue;
 
 // Holds a reference to one host source for as long as it lives, and turns the source's host signals into Qt signals.
 //
-// Created and deleted on the main thread, and all its signals are emitted there, by the queue it was given. It
-// subscribes to the host when somebody first connects to one of its signals; without a queue it is a snapshot that
-// hears nothing. A host source that is already being destroyed gives a wrapper around null: it hears nothing and
-// answers with fallbacks.
+// Created and deleted on the main thread, and emits all its signals there, from the queue that it was given. It
+// subscribes to OBS's signals when one of its own is first connected; without a queue it is a snapshot that emits
+// nothing. A source that OBS is already destroying gives a wrapper around null, which emits nothing and answers with
+// fallbacks.
 class Source : public QObject
 {
     Q_OBJECT
@@ -53,8 +53,8 @@ protected:
 
     void connectNotify(const QMetaMethod& signal) override;
 
-    // Ends every subscription, waiting for a callback that is just running on another thread, and drops what was
-    // recorded. Subclasses call it first thing in their destructors.
+    // Ends every subscription, waiting for a callback that is running on another thread, and drops the pending
+    // records. Subclasses call it first in their destructors.
     void unsubscribe();
 
     // Subscribes to one signal of the host; the callback's data is this wrapper.
@@ -65,12 +65,12 @@ protected:
 private:
     static const HostSignal sourceSignals[];
 
-    // The host's callbacks: they record a signal that concerns this source. Any thread.
+    // OBS's callbacks: they enqueue a signal of this source. Any thread.
     template<auto emission>
-    static void record(void* data, calldata_t* arguments);
-    static void recordEnabled(void* data, calldata_t* arguments);
+    static void enqueue(void* data, calldata_t* arguments);
+    static void enqueueEnabled(void* data, calldata_t* arguments);
 
-    bool isConcerned(const calldata_t* arguments) const;
+    bool matchesSource(const calldata_t* arguments) const;
 
     OBSSource m_source;
     SignalQueue* m_queue;

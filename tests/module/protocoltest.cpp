@@ -275,7 +275,7 @@ private slots:
         host.currentScene = host.scenes[1];
         host.scenes.erase(host.scenes.begin());
         QCOMPARE(controller->untilAnswer(), QStringList {u"sceneList"_s});
-        QVERIFY(obs_weak_source_expired(scene));
+        QTRY_VERIFY(obs_weak_source_expired(scene));
         controller->set(u"sourceVisibles"_s, 0);
         QCOMPARE(controller->read(u"currentScene"_s), QJsonValue(u""_s));
         host.perform(u"event 8"_s);

@@ -3,97 +3,151 @@
 
 #include "tests/support/hostfixture.h"
 
+#include <QAbstractEventDispatcher>
 #include <QTest>
 #include <QThread>
 #include <QTimer>
 
 using namespace Qt::StringLiterals;
 
-// The road from host callbacks to Qt signals.
+namespace {
+// Two kinds of change.
+void shown(void* /*data*/, calldata* /*arguments*/) {}
+void moved(void* data, calldata* arguments)
+{
+    shown(data, arguments);
+}
+} // namespace
+
 class SignalQueueTest : public QObject
 {
     Q_OBJECT
 
 private slots:
 
-    void init() { m_said.clear(); }
+    void init() { m_delivered.clear(); }
 
     void deliversInOrderOnTheMainThread()
     {
         for (const bool isAsked : {true, false}) {
             init();
-            m_queue.post(&m_one, says(u"1"_s));
+            post(&m_one, u"1"_s);
             Host::onOtherThread([this] {
-                m_queue.post(&m_other, says(u"2"_s));
-                m_queue.post(&m_one, says(u"3"_s));
+                post(&m_other, u"2"_s);
+                post(&m_one, u"3"_s);
             });
-            m_queue.post(&m_other, says(u"4"_s));
-            QVERIFY(m_said.isEmpty());
+            post(&m_other, u"4"_s);
+            QVERIFY(m_delivered.isEmpty());
             if (isAsked) {
                 m_queue.deliver();
             } else {
                 QCoreApplication::processEvents();
             }
-            QCOMPARE(m_said, u"1234"_s);
+            QCOMPARE(m_delivered, u"1234"_s);
         }
     }
 
     void stopsAtWhatWasThere()
     {
-        m_queue.post(&m_one, [this] {
-            m_queue.post(&m_one, says(u"later"_s));
-            says(u"1"_s)();
+        m_queue.post(&m_one, shown, [this](bool) {
+            post(&m_one, u"later"_s);
+            m_delivered += '1'_L1;
         });
-        m_queue.post(&m_one, says(u"2"_s));
+        post(&m_one, u"2"_s);
         m_queue.deliver();
-        QCOMPARE(m_said, u"12"_s);
+        QCOMPARE(m_delivered, u"12"_s);
         QCoreApplication::processEvents();
-        QCOMPARE(m_said, u"12later"_s);
+        QCOMPARE(m_delivered, u"12later"_s);
     }
 
     void deliversNested()
     {
-        m_queue.post(&m_one, [this] {
-            says(u"("_s)();
+        m_queue.post(&m_one, shown, [this](bool) {
+            m_delivered += '('_L1;
             m_queue.deliver();
-            says(u")"_s)();
+            m_delivered += ')'_L1;
         });
-        m_queue.post(&m_one, says(u"2"_s));
+        post(&m_one, u"2"_s);
         m_queue.deliver();
-        QCOMPARE(m_said, u"(2)"_s);
+        QCOMPARE(m_delivered, u"(2)"_s);
     }
 
-    void forgets()
+    void dropsTheRecordsOfAWrapperThatEnds()
     {
         const auto held = std::make_shared<int>();
-        m_queue.post(&m_one, [this, held] { m_queue.forget(&m_one); }); // the wrapper ends in its own signal
-        m_queue.post(&m_one, [this, held] { says(u"never"_s)(); });
-        m_queue.post(&m_other, says(u"2"_s));
+        m_queue.post(&m_one, shown, [this, held](bool) { m_queue.removePending(&m_one); }); // in its own signal
+        m_queue.post(&m_one, shown, [this, held](bool) { m_delivered += "never"_L1; });
+        post(&m_other, u"2"_s);
         m_queue.deliver();
-        QCOMPARE(m_said, u"2"_s);
+        QCOMPARE(m_delivered, u"2"_s);
         QCOMPARE(held.use_count(), 1);
+    }
+
+    void mergesAboveTheLimit()
+    {
+        // The limit itself is reached unmerged.
+        for (int i = 0; i < 20; ++i) {
+            post(&m_one, u"."_s);
+        }
+        m_queue.deliver();
+        QCOMPARE(m_delivered, QString(20, u'.'));
+
+        // One more: the latest of each wrapper and kind stays, at its place.
+        init();
+        post(&m_other, u"a"_s, moved);
+        for (int i = 0; i < 18; ++i) {
+            post(&m_one, u"."_s);
+        }
+        post(&m_one, u"b"_s, moved);
+        post(&m_one, u"c"_s);
+        m_queue.deliver();
+        QCOMPARE(m_delivered, u"abC"_s); // capitals stand for several
+
+        // However many come, no more than the limit is ever pending.
+        init();
+        for (int i = 0; i < 100'000; ++i) {
+            post(i % 2 == 0 ? &m_one : &m_other, i < 99'998 ? u"."_s : u"l"_s);
+        }
+        m_queue.deliver();
+        QVERIFY2(m_delivered.size() <= 20, qPrintable(m_delivered));
+        QVERIFY2(m_delivered.endsWith("ll"_L1, Qt::CaseInsensitive), qPrintable(m_delivered));
     }
 
     void leavesTheEventLoopItsTurn()
     {
         bool hasTimerFired = false;
-        SignalQueue::Delivery again = [&] { m_queue.post(&m_one, again); };
-        m_queue.post(&m_one, again);
+        SignalQueue::Delivery again = [&](bool) { m_queue.post(&m_one, shown, again); };
+        m_queue.post(&m_one, shown, again);
         QTimer::singleShot(0, this, [&hasTimerFired] { hasTimerFired = true; });
         QTRY_VERIFY(hasTimerFired);
-        m_queue.forget(&m_one);
+        m_queue.removePending(&m_one);
+    }
+
+    void postsNoEventsAtRest()
+    {
+        post(&m_one, u"1"_s);
+        m_queue.deliver();
+        QCoreApplication::processEvents(); // the run that post() has scheduled
+        int turns = 0;
+        const auto counting = connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake, this,
+                                      [&turns] { ++turns; });
+        QTest::qWait(50);
+        disconnect(counting);
+        QVERIFY2(turns < 20, "the queue wakes the event loop without records");
     }
 
 private:
-    SignalQueue::Delivery says(const QString& text)
+    void post(const QObject* wrapper, const QString& text, SignalQueue::Kind kind = shown)
     {
-        return [this, text] { m_said += QThread::currentThread() == thread() ? text : u"wrong thread"_s; };
+        m_queue.post(wrapper, kind, [this, text](bool isMerged) {
+            m_delivered += QThread::currentThread() != thread() ? u"wrong thread"_s : isMerged ? text.toUpper() : text;
+        });
     }
 
     SignalQueue m_queue;
     QObject m_one;
     QObject m_other;
-    QString m_said;
+    QString m_delivered;
 };
 
 QTEST_GUILESS_MAIN(SignalQueueTest)

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#pragma once
+
+#include <QDeadlineTimer>
+#include <QObject>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+
+// Work on the main thread in slices of at most about 10 ms, one per turn of the event loop.
+//
+// This is what bounds the plug-in's work on OBS's main thread, in both directions: SignalQueue delivers OBS's signals in
+// the slices of one task, NetworkServer handles requests in the slices of another. Between two slices OBS paints its
+// window and handles its own events. A nested event loop (a modal dialog of OBS) runs slices of its own.
+class SlicedTask : public QObject
+{
+    Q_OBJECT
+
+public:
+    static constexpr std::chrono::milliseconds sliceLength {10};
+
+    // Does what is pending, step by step, and returns when isSliceOver(). Runs on the main thread. May destroy the task.
+    using Work = std::function<void()>;
+
+    explicit SlicedTask(Work work);
+
+    // Runs the work in the next turn of the event loop, in a new slice. Any thread. Only one run is ever outstanding.
+    void schedule();
+
+    // Opens a slice for work that arrives by itself (a readable socket), unless one is open. False when the slice of
+    // this turn is used up or a run is outstanding: then the work has to wait for that run.
+    [[nodiscard]] bool begin();
+
+    // Closes what begin() has opened. When the slice is over, the event loop has its turn first.
+    void end();
+
+    bool isSliceOver() const { return m_deadline.hasExpired(); }
+
+protected:
+    bool event(QEvent* event) override;
+
+private:
+    Work m_work;
+    QDeadlineTimer m_deadline;
+    std::atomic_bool m_isScheduled = false;
+};
