@@ -3,71 +3,103 @@
 
 #include "networklimits.h"
 #include "support/log.h"
+#include "support/slicedtask.h"
 
-#include <QDeadlineTimer>
-#include <QPointer>
+#include <utility>
 
-NetworkConnection::NetworkConnection(QObject* parent)
+NetworkConnection::NetworkConnection(SlicedTask* requests, QObject* parent)
     : QObject(parent)
+    , m_requests(requests)
     , m_socket(this)
-    , m_reader(&m_socket)
+    , m_reader(&m_socket, NetworkLimits::maximumInboundBody_bytes)
     , m_writer(&m_socket)
 {
-    connect(&m_socket, &QTcpSocket::readyRead, this, &NetworkConnection::readData);
-    connect(&m_socket, &QTcpSocket::disconnected, this, &NetworkConnection::disconnectCompleted);
+    connect(&m_socket, &QAbstractSocket::readyRead, this, &NetworkConnection::readData);
+    connect(&m_socket, &QAbstractSocket::disconnected, this, &NetworkConnection::disconnectCompleted);
+    connect(&m_socket, &QAbstractSocket::bytesWritten, this, &NetworkConnection::outputSent);
     connect(&m_reader, &NetworkReader::receivedJson, this, &NetworkConnection::parsedData);
-    m_socket.setReadBufferSize(NetworkLimits::readAhead_bytes);
     m_aliveTimer.start();
 }
 
 NetworkConnection::~NetworkConnection()
 {
-    // The socket closes while this object is half gone: nothing of it may arrive here any more.
-    disconnect(&m_socket, &QTcpSocket::readyRead, this, &NetworkConnection::readData);
-    disconnect(&m_socket, &QTcpSocket::disconnected, this, &NetworkConnection::disconnectCompleted);
-    disconnect(&m_reader, &NetworkReader::receivedJson, this, &NetworkConnection::parsedData);
+    // The socket closes while this object is half destroyed: its signals must not arrive any more.
+    m_socket.disconnect(this);
+    m_reader.disconnect(this);
 }
 
 bool NetworkConnection::setSocketDescriptor(qintptr descriptor)
 {
-    if (!m_socket.setSocketDescriptor(descriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite)) {
+    if (!m_socket.setSocketDescriptor(descriptor, QAbstractSocket::ConnectedState,
+                                      QIODevice::ReadWrite | QIODevice::Unbuffered)) {
         return false;
     }
-    // What is sent is whole: it need not wait until the peer acknowledges what came before, which can take it 40 ms.
+    // Output is sent when it is complete; it need not wait for the acknowledgement of earlier output, which a peer can
+    // delay by 40 ms.
     m_socket.setSocketOption(QAbstractSocket::LowDelayOption, 1);
     return true;
 }
 
 bool NetworkConnection::write(const QByteArray& body)
 {
-    if (isOverloaded()) {
-        return false;
+    if (m_hasWriteFailed) {
+        return false; // logged before
     }
     logRefusal(body.size());
-    if (m_writer.write(body)) {
-        // Within a long run of messages, so that a controller that reads is not taken for one that does not.
+    const bool isOverloaded = m_socket.bytesToWrite() > NetworkLimits::maximumUnsent_bytes;
+    if (!isOverloaded && m_writer.write(body)) {
         if (m_socket.bytesToWrite() > NetworkLimits::flushAbove_bytes) {
-            m_socket.uncork();
             m_socket.flush();
         }
         return true;
     }
+    m_hasWriteFailed = true;
+    if (isOverloaded) {
+        // The socket would stay closing as long as the peer does not read: only its deletion ends it.
+        m_aliveTimer.invalidate();
+    }
+    m_isEnding = true;
     m_socket.disconnectFromHost();
     logInfo("NetworkConnection::write failed, disconnecting");
     return false;
 }
 
-bool NetworkConnection::accepts(qsizetype length_bytes) const
+void NetworkConnection::push(const QString& property, const MakeBody& body)
 {
-    logRefusal(length_bytes);
-    return length_bytes <= m_writer.maximumBody_bytes();
+    const QAbstractSocket::SocketState state = m_socket.state();
+    if (state == QAbstractSocket::ClosingState
+        || (state == QAbstractSocket::ConnectedState && m_socket.isPeerFinished())) {
+        return; // the connection ends once its pending bytes are sent
+    }
+    if (!m_missedPushes.isEmpty() || m_socket.bytesToWrite() > NetworkLimits::maximumUnsentPushes_bytes) {
+        m_missedPushes.removeOne(property);
+        m_missedPushes.append(property);
+    } else {
+        write(body());
+    }
 }
 
-// Logs why the writer leaves out a body of that length, if it does.
 void NetworkConnection::logRefusal(qsizetype length_bytes) const
 {
     if (const QByteArray refusal = m_writer.refusal(length_bytes); !refusal.isEmpty()) {
         logInfo("%s", refusal.constData());
+    }
+}
+
+bool NetworkConnection::mayAnswer(qsizetype pending_bytes) const
+{
+    return m_socket.bytesToWrite() + pending_bytes <= NetworkLimits::maximumUnsentAnswers_bytes;
+}
+
+bool NetworkConnection::isSliceOver() const
+{
+    return m_requests && m_requests->isSliceOver();
+}
+
+void NetworkConnection::flush()
+{
+    if (m_handlerDepth == 0) {
+        m_socket.flush();
     }
 }
 
@@ -76,32 +108,25 @@ bool NetworkConnection::checkAlive()
     if (!m_aliveTimer.isValid()) {
         return false;
     }
-    if (isExpired()) {
-        // After a pause of the event loop the judgement can come before the socket's notifier: what waits counts.
+    m_socket.flush(); // also while a handler waits in a dialog
+    if (m_handlerDepth > 0 || m_isTurnNeeded) {
+        return true;
+    }
+    if (isExpired() && m_socket.state() == QAbstractSocket::ConnectedState) {
+        // After a pause of the event loop this check can come before the socket's notifier: received bytes count.
         const QPointer<NetworkConnection> self(this);
-        if (m_socket.state() == QAbstractSocket::ConnectedState) {
-            m_socket.waitForReadyRead(0);
-        }
-        if (!self) {
-            return false;
+        m_socket.waitForReadyRead(0);
+        if (!self || m_isTurnNeeded) {
+            return self;
         }
     }
     if (isExpired()) {
-        logInfo("Connection alive expired. Disconnecting!");
-        m_aliveTimer.invalidate();
-        m_socket.disconnectFromHost();
+        fail("Connection alive expired. Disconnecting!");
         return false;
     }
-    if (isOverloaded()) {
-        return false;
-    }
-    // Input needs no poll of every socket in every pass, its notifier tells of it. Output that waits is tried again for
-    // nested event loops that leave notifiers out; a peer that has sent its messages and gone makes the socket fail
-    // there, and what is not read yet would be lost.
-    flush();
-    if (m_socket.bytesToWrite() > 0 && m_socket.bytesAvailable() == 0
-        && m_socket.state() == QAbstractSocket::ConnectedState) {
-        m_socket.flush();
+    // Nested event loops can exclude socket notifiers. With input still unread Qt is not to notice that the peer is gone.
+    if (m_socket.bytesToWrite() > 0 && !isBusy() && m_socket.state() == QAbstractSocket::ConnectedState) {
+        static_cast<QAbstractSocket&>(m_socket).flush();
     }
     return true;
 }
@@ -111,46 +136,112 @@ bool NetworkConnection::isExpired() const
     return m_aliveTimer.isValid() && m_aliveTimer.hasExpired(NetworkLimits::aliveLimit.count());
 }
 
-bool NetworkConnection::isOverloaded()
+void NetworkConnection::fail(const char* reason)
 {
-    // A socket that was asked to disconnect while its peer does not read stays closing for ever, bytes and all: only
-    // the deletion that follows ends it.
-    if (!m_isOverloaded && m_socket.bytesToWrite() > NetworkLimits::maximumUnsent_bytes) {
-        m_isOverloaded = true;
-        m_aliveTimer.invalidate();
-        m_socket.disconnectFromHost();
-        logInfo("NetworkConnection::write failed, disconnecting");
-    }
-    return m_isOverloaded;
+    m_aliveTimer.invalidate();
+    m_isEnding = true;
+    m_continuation = {};
+    logInfo("%s", reason);
+    m_socket.disconnectFromHost();
 }
 
 void NetworkConnection::readData()
 {
-    if (isHandling()) {
-        return; // the reader goes on with these bytes when the handler returns
+    if (isBusy()) {
+        return; // TCP holds the peer back until handleInput() resumes reading
     }
-    m_isReadPending = false;
-    const QPointer<NetworkConnection> self(this);
-    const QDeadlineTimer deadline(NetworkLimits::handlingBudget);
-    const bool isWellFormed = m_reader.readFrames([deadline] { return !deadline.hasExpired(); });
-    if (!self) {
-        return;
-    }
-    flush(); // the answers
-    if (!isWellFormed) {
-        m_aliveTimer.invalidate();
-        logInfo("%s", m_reader.errorString().constData());
-        logInfo("NetworkConnection::readData failed");
-        m_socket.disconnectFromHost();
-    } else if (m_socket.bytesAvailable() > 0 && !m_isOverloaded) {
-        readLater();
+    m_socket.fill();
+    const QPointer<SlicedTask> requests = m_requests;
+    if (requests && requests->begin()) {
+        handleInput();
+        if (requests) {
+            requests->end();
+        }
+    } else {
+        requestTurn();
     }
 }
 
-void NetworkConnection::readLater()
+void NetworkConnection::handleInput()
 {
-    m_isReadPending = true;
-    QMetaObject::invokeMethod(this, &NetworkConnection::readData, Qt::QueuedConnection);
+    const QPointer<NetworkConnection> self(this);
+    const bool isWellFormed
+        = m_reader.readFrames([this] { return !m_isEnding && !m_continuation && !isSliceOver(); });
+    if (!self) {
+        return;
+    }
+    flush();
+    if (!isWellFormed) {
+        logInfo("%s", m_reader.errorString().constData());
+        fail("NetworkConnection::readData failed");
+    } else if (m_isEnding) {
+        return;
+    } else if (m_continuation) {
+        continueWriting();
+    } else if (m_socket.bytesAvailable() > 0) {
+        requestTurn();
+    } else if (m_socket.isPeerFinished()) {
+        if (m_socket.bytesToWrite() == 0) {
+            m_socket.disconnectFromHost();
+        }
+    } else {
+        m_socket.resumeReading();
+    }
+}
+
+void NetworkConnection::takeTurn()
+{
+    if (m_handlerDepth > 0 || !std::exchange(m_isTurnNeeded, false) || m_isEnding) {
+        return;
+    }
+    const QPointer<NetworkConnection> self(this);
+    if (!m_missedPushes.isEmpty() && m_socket.bytesToWrite() == 0) {
+        emit drained(this);
+    }
+    if (self && m_continuation) {
+        runContinuation();
+    }
+    if (self) {
+        handleInput();
+    }
+}
+
+void NetworkConnection::runContinuation()
+{
+    const QPointer<NetworkConnection> self(this);
+    const Continuation continuation = m_continuation;
+    restartAliveTimer();
+    ++m_handlerDepth;
+    const bool isFinished = continuation();
+    if (self) {
+        if (isFinished) {
+            m_continuation = {};
+        }
+        handlerReturned();
+    }
+}
+
+void NetworkConnection::outputSent()
+{
+    if (m_continuation || m_socket.isPeerFinished()) {
+        restartAliveTimer(); // it is reading its answers
+    }
+    continueWriting();
+}
+
+void NetworkConnection::continueWriting()
+{
+    if (m_continuation ? mayAnswer()
+                       : m_socket.bytesToWrite() == 0 && (!m_missedPushes.isEmpty() || m_socket.isPeerFinished())) {
+        requestTurn();
+    }
+}
+
+void NetworkConnection::requestTurn()
+{
+    if (!std::exchange(m_isTurnNeeded, true)) {
+        emit turnNeeded(this);
+    }
 }
 
 void NetworkConnection::parsedData(QJsonObject json)
@@ -158,31 +249,55 @@ void NetworkConnection::parsedData(QJsonObject json)
     const QPointer<NetworkConnection> self(this);
     restartAliveTimer();
     m_writer.setLongFrames(m_reader.hasReadLongFrame());
-    ++m_handlersRunning;
+    ++m_handlerDepth;
     emit receivedJson(std::move(json), this);
     if (self) {
-        --m_handlersRunning;
-        // A handler can take long (a dialog of the host); the controller's time counts from its end.
-        restartAliveTimer();
+        handlerReturned();
+    }
+}
+
+void NetworkConnection::handlerReturned()
+{
+    // A handler can take long (a dialog of OBS): the controller's time counts from its end.
+    restartAliveTimer();
+    if (--m_handlerDepth > 0) {
+        return;
+    }
+    if (m_isAbandoned) {
+        deleteLater();
+    } else if (m_isTurnNeeded) {
+        emit turnNeeded(this); // takeTurn() has returned at once meanwhile
     }
 }
 
 void NetworkConnection::terminate()
 {
+    m_isEnding = true;
+    m_continuation = {};
     m_socket.disconnectFromHost();
+}
+
+void NetworkConnection::abandon()
+{
+    disconnect();
+    setParent(nullptr);
+    m_isEnding = true;
+    m_continuation = {};
+    if (m_handlerDepth > 0) {
+        m_isAbandoned = true; // deleted in the event loop that runs its handler, it would end under its own slots
+    } else {
+        delete this;
+    }
 }
 
 void NetworkConnection::disconnectCompleted()
 {
     m_aliveTimer.invalidate();
     const QPointer<NetworkConnection> self(this);
-    ++m_handlersRunning; // the socket is on the stack, too
+    ++m_handlerDepth; // the socket is on the stack, too
     emit disconnectedFromClient(this);
     if (self) {
-        --m_handlersRunning;
-        if (m_isReadPending) {
-            readLater(); // a nested event loop has passed over it
-        }
+        handlerReturned();
     }
 }
 

@@ -20,17 +20,20 @@ constexpr int maximumLongBody_bytes = 99'999'999;
 // The largest body that the server accepts.
 constexpr int maximumInboundBody_bytes = 1'048'576;
 
-// A controller that reads so slowly that more than this waits for it is disconnected.
+// While more than this is unsent to a controller, it gets no further pushes, and then the newest values only.
+constexpr qint64 maximumUnsentPushes_bytes = 262'144;
+
+// While more than this is unsent to a controller, its next request for a value waits.
+constexpr qint64 maximumUnsentAnswers_bytes = 786'432;
+
+// A controller to which more than this is unsent is disconnected. The two limits above keep it from coming to that.
 constexpr qint64 maximumUnsent_bytes = 16'777'216;
 
 // More than this is handed to the system while further messages are still being written.
 constexpr qint64 flushAbove_bytes = 65'536;
 
-// What a socket takes in ahead of the reader; the peer's system holds the rest back.
+// Size of the read buffer of a socket; TCP flow control holds back the rest.
 constexpr qint64 readAhead_bytes = 262'144;
-
-// How long one connection's frames may be handled before the event loop has its turn.
-constexpr std::chrono::milliseconds handlingBudget {10};
 
 // How often accepting is tried again when there was no descriptor for a waiting connection.
 constexpr std::chrono::milliseconds acceptRetryInterval {1000};

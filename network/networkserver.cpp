@@ -22,15 +22,7 @@ NetworkServer::~NetworkServer()
     m_idleTimer.stop();
     disconnect(&m_idleTimer, &QTimer::timeout, this, &NetworkServer::idle);
     for (NetworkConnection* connection : std::as_const(m_connections)) {
-        if (connection->isHandling()) {
-            // Its slots are on the stack, and its socket's too.
-            connection->disconnect();
-            disconnect(connection);
-            connection->setParent(nullptr);
-            connection->deleteLater();
-        } else {
-            delete connection;
-        }
+        connection->abandon();
     }
 }
 
@@ -47,12 +39,17 @@ void NetworkServer::stop()
 {
     emit stopClients();
     close();
+    for (const QPointer<NetworkConnection>& connection : std::exchange(m_waiting, {})) {
+        if (!m_connections.contains(connection)) {
+            delete connection; // accepted, but not announced
+        }
+    }
 }
 
 bool NetworkServer::write(NetworkConnection* connection, const QByteArray& body)
 {
     connection->write(body);
-    flush(connection);
+    connection->flush();
     return true;
 }
 
@@ -72,17 +69,24 @@ bool NetworkServer::writeAll(const QByteArray& body)
     return true;
 }
 
-void NetworkServer::flush()
+void NetworkServer::pushAll(const QString& property, const NetworkConnection::MakeBody& body)
 {
+    std::optional<QByteArray> made;
+    const auto makeOnce = [&] {
+        if (!made) {
+            made = body();
+        }
+        return *made;
+    };
     for (NetworkConnection* connection : std::as_const(m_connections)) {
-        flush(connection);
+        connection->push(property, makeOnce);
     }
 }
 
-void NetworkServer::flush(NetworkConnection* connection)
+void NetworkServer::flush()
 {
-    if (!connection->isHandling()) {
-        connection->flush(); // else with its answers
+    for (NetworkConnection* connection : std::as_const(m_connections)) {
+        connection->flush();
     }
 }
 
@@ -94,17 +98,52 @@ bool NetworkServer::writeAll(const QJsonObject& json)
 void NetworkServer::incomingConnection(qintptr socketDescriptor)
 {
     m_hasAccepted = true;
-    auto* connection = new NetworkConnection(this);
+    auto* connection = new NetworkConnection(&m_requests, this);
     if (!connection->setSocketDescriptor(socketDescriptor)) {
         delete connection;
         return;
     }
+    if (m_requests.begin()) {
+        announce(connection);
+        m_requests.end();
+    } else {
+        connection->requestTurn(); // nothing of it is read until it is announced
+        m_waiting.append(connection);
+    }
+}
+
+// Makes an accepted connection one of the controllers.
+void NetworkServer::announce(NetworkConnection* connection)
+{
     connect(this, &NetworkServer::stopClients, connection, &NetworkConnection::terminate);
     connect(connection, &NetworkConnection::disconnectedFromClient, this, &NetworkServer::connectionTerminated);
     connect(connection, &NetworkConnection::receivedJson, this, &NetworkServer::receivedJson);
+    connect(connection, &NetworkConnection::drained, this, &NetworkServer::drained);
+    connect(connection, &NetworkConnection::turnNeeded, this, [this](NetworkConnection* waiting) {
+        m_waiting.append(waiting);
+        m_requests.schedule();
+    });
     m_connections.append(connection);
     emit connectionAdded(connection);
     logInfo("Added new connection");
+}
+
+// One slice of what connections could not do at once, each in its turn.
+void NetworkServer::takeTurns()
+{
+    const QPointer<NetworkServer> self(this);
+    while (self && !m_waiting.isEmpty() && !m_requests.isSliceOver()) {
+        const QPointer<NetworkConnection> connection = m_waiting.takeFirst();
+        if (!m_waiting.isEmpty()) {
+            m_requests.schedule(); // also for a nested event loop in a handler of this connection
+        }
+        if (connection && !m_connections.contains(connection)) {
+            announce(connection);
+        }
+        if (connection) {
+            connection->takeTurn();
+        }
+    }
 }
 
 void NetworkServer::connectionTerminated(NetworkConnection* connection)
@@ -119,17 +158,20 @@ void NetworkServer::connectionTerminated(NetworkConnection* connection)
 void NetworkServer::idle()
 {
     const QPointer<NetworkServer> self(this);
-    acceptWaiting();
+    acceptPending();
     if (self) {
-        sweepConnections();
+        checkConnections();
     }
     if (self) {
         deleteDeadConnections();
     }
 }
 
-void NetworkServer::acceptWaiting()
+void NetworkServer::acceptPending()
 {
+    if (!isListening()) {
+        return; // stopped, perhaps while accepting was paused
+    }
     if (m_isAcceptingPaused) {
         if (!m_acceptRetry.hasExpired()) {
             return;
@@ -148,15 +190,15 @@ void NetworkServer::acceptWaiting()
     if (m_isAcceptingPaused) {
         pauseAccepting();
         m_acceptRetry = QDeadlineTimer(NetworkLimits::acceptRetryInterval);
-        if (!std::exchange(m_isShortOfDescriptors, true)) {
+        if (!std::exchange(m_isDescriptorShortageLogged, true)) {
             logInfo("Out of file descriptors, new connections have to wait");
         }
     } else if (!hasWaiting) {
-        m_isShortOfDescriptors = false;
+        m_isDescriptorShortageLogged = false;
     }
 }
 
-void NetworkServer::sweepConnections()
+void NetworkServer::checkConnections()
 {
     // Checking one connection can run a handler, a nested event loop in it and further idle passes, which may delete
     // any other connection or this server: hence pointers that know.
@@ -164,10 +206,6 @@ void NetworkServer::sweepConnections()
     const QList<QPointer<NetworkConnection>> sweep(m_connections.cbegin(), m_connections.cend());
     for (const QPointer<NetworkConnection>& connection : sweep) {
         if (!connection) {
-            continue;
-        }
-        if (connection->isBusy()) {
-            connection->flush(); // what it is told while its handler is in a dialog
             continue;
         }
         const bool isAlive = connection->checkAlive();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "networkconnection.h"
+#include "support/slicedtask.h"
 
 #include <QDeadlineTimer>
 #include <QList>
@@ -32,14 +33,18 @@ public:
     bool write(NetworkConnection* connection, const QByteArray& body);
     bool write(NetworkConnection* connection, const QJsonObject& json);
 
-    // Sends to all, in the order of their acceptance. False when there is nobody.
+    // Sends to all, in the order of their acceptance. False when there is no connection.
     bool writeAll(const QByteArray& body);
     bool writeAll(const QJsonObject& json);
 
+    // Sends the new value of a property to all. A controller that does not read gets it when it has caught up, by
+    // drained(). The body is made at most once.
+    void pushAll(const QString& property, const NetworkConnection::MakeBody& body);
+
     bool hasConnections() const { return !m_connections.isEmpty(); }
 
-    // Sends what writeAll() has left waiting, as far as the system takes it, instead of in the next idle pass; what a
-    // connection is told while its handler runs leaves with its answers.
+    // Sends the bytes that writeAll() and pushAll() have queued, as far as the system takes them, instead of in the next
+    // idle pass. A connection whose handler is running sends them with its answers.
     void flush();
 
 signals:
@@ -47,6 +52,8 @@ signals:
     void receivedJson(QJsonObject json, NetworkConnection* connection);
     void connectionAdded(NetworkConnection* connection);
     void connectionRemoved(NetworkConnection* connection);
+    // The connection has missed pushes and can take their newest values now.
+    void drained(NetworkConnection* connection);
 
 public slots:
     void connectionTerminated(NetworkConnection* connection);
@@ -56,16 +63,19 @@ protected:
     void incomingConnection(qintptr socketDescriptor) override;
 
 private:
-    static void flush(NetworkConnection* connection);
-    void acceptWaiting();
-    void sweepConnections();
+    void announce(NetworkConnection* connection);
+    void takeTurns();
+    void acceptPending();
+    void checkConnections();
     void deleteDeadConnections();
 
-    QList<NetworkConnection*> m_connections;     // in the order of acceptance
+    SlicedTask m_requests {[this] { takeTurns(); }};
+    QList<QPointer<NetworkConnection>> m_waiting; // for their turn, in this order
+    QList<NetworkConnection*> m_connections;      // in the order of acceptance
     QList<NetworkConnection*> m_deadConnections; // each also in m_connections
     QTimer m_idleTimer;
     QDeadlineTimer m_acceptRetry; // while accepting is paused for want of descriptors
     bool m_isAcceptingPaused = false;
-    bool m_isShortOfDescriptors = false; // until nobody waits any more; said once
+    bool m_isDescriptorShortageLogged = false; // until no connection is pending
     bool m_hasAccepted = false;
 };

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "protocoladapter.h"
 
-#include "jsontext.h"
 #include "network/networkserver.h"
 #include "propertynames.h"
 
@@ -9,34 +8,49 @@
 #include <QMetaMethod>
 #include <QPointer>
 
+#include <limits>
+#include <memory>
+
 using namespace Qt::StringLiterals;
 
-namespace {
-
-// The slots that controllers can reach: every getter and setter, and nothing else of the class. Looked up before Qt is
-// asked to invoke anything, since Qt warns of an unknown name in the host's log, and controllers choose the names.
-const QMetaMethod* findProperty(const QString& methodName)
+// A getter or setter that controllers can reach.
+struct ProtocolAdapter::Property
 {
-    static const QHash<QString, QMetaMethod> methods = [] {
-        QHash<QString, QMetaMethod> found;
-        const QMetaObject& meta = ProtocolAdapter::staticMetaObject;
-        for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
-            const QMetaMethod method = meta.method(i);
+    QMetaMethod method;
+    void (ProtocolAdapter::*write)(JsonWriter& writer) const = nullptr; // writes the value without a tree of values
+};
+
+// A request that is being handled.
+struct ProtocolAdapter::Request
+{
+    NetworkConnection* connection; // null: the answer goes to all
+    QJsonArray entries;
+    MessageBuilder answer;
+    qsizetype next = 0;
+};
+
+// Every getter and setter, and nothing else of the class. Looked up before Qt is asked to invoke anything, since Qt warns
+// of an unknown name in OBS's log, and controllers choose the names.
+const ProtocolAdapter::Property* ProtocolAdapter::findProperty(const QString& methodName)
+{
+    static const QHash<QString, Property> properties = [] {
+        QHash<QString, Property> found;
+        for (int i = staticMetaObject.methodOffset(); i < staticMetaObject.methodCount(); ++i) {
+            const QMetaMethod method = staticMetaObject.method(i);
             const bool isGetter = method.returnMetaType() == QMetaType::fromType<QJsonValue>()
                 && method.parameterCount() == 0 && method.name().startsWith("get");
             const bool isSetter = method.returnMetaType() == QMetaType::fromType<void>() && method.parameterCount() == 1
                 && method.parameterMetaType(0) == QMetaType::fromType<QVariant>() && method.name().startsWith("set");
             if (isGetter || isSetter) {
-                found.insert(QString::fromLatin1(method.name()), method);
+                found.insert(QString::fromLatin1(method.name()), {method});
             }
         }
+        found[u"getSceneList"_s].write = &ProtocolAdapter::writeSceneList;
         return found;
     }();
-    const auto method = methods.constFind(methodName);
-    return method == methods.cend() ? nullptr : &*method;
+    const auto property = properties.constFind(methodName);
+    return property == properties.cend() ? nullptr : &*property;
 }
-
-} // namespace
 
 ProtocolAdapter::ProtocolAdapter(NetworkServer* server)
     : m_server(server)
@@ -45,6 +59,7 @@ ProtocolAdapter::ProtocolAdapter(NetworkServer* server)
     connect(m_server, &NetworkServer::receivedJson, this, &ProtocolAdapter::receivedJson);
     connect(m_server, &NetworkServer::connectionAdded, this, &ProtocolAdapter::connectionAdded);
     connect(m_server, &NetworkServer::connectionRemoved, this, &ProtocolAdapter::connectionRemoved);
+    connect(m_server, &NetworkServer::drained, this, &ProtocolAdapter::pushMissed);
 
     connect(&m_frontEnd, &FrontEnd::streamingStateChanged, this, &ProtocolAdapter::streamingStateChanged);
     connect(&m_frontEnd, &FrontEnd::recordingStateChanged, this, &ProtocolAdapter::recordingStateChanged);
@@ -77,81 +92,93 @@ QString ProtocolAdapter::methodName(const QString& name, MethodType type)
     return (type == Set ? "set"_L1 : "get"_L1) + name.left(1).toUpper() + name.mid(1);
 }
 
-std::optional<QJsonValue> ProtocolAdapter::invokeGetter(const QString& method)
-{
-    QJsonValue value(QJsonValue::Null);
-    const QMetaMethod* getter = findProperty(method);
-    if (!getter || !getter->invoke(this, Qt::DirectConnection, Q_RETURN_ARG(QJsonValue, value))) {
-        return std::nullopt;
-    }
-    return value;
-}
-
-// Written without a tree of values in between.
 QByteArray ProtocolAdapter::valueEntry(const QString& name)
 {
-    JsonText text;
-    text.beginObject().key("values").beginArray().beginObject();
-    const auto beginEntry = [&] { text.key("name").string(name.toUtf8()).key("type").string("set").key("value"); };
-    const QString method = methodName(name, Get);
-    if (method == "getSceneList"_L1) {
-        beginEntry();
-        writeSceneList(text);
-    } else if (const std::optional<QJsonValue> value = invokeGetter(method)) {
-        beginEntry();
-        text.value(*value);
+    JsonBuffer buffer;
+    JsonWriter writer(buffer);
+    writer.StartObject();
+    if (const Property* property = findProperty(methodName(name, Get))) {
+        writer.Key("name");
+        writeString(writer, name.toUtf8());
+        writer.Key("type");
+        writer.String("set");
+        writer.Key("value");
+        if (property->write) {
+            (this->*property->write)(writer);
+        } else {
+            QJsonValue value(QJsonValue::Null);
+            property->method.invoke(this, Qt::DirectConnection, Q_RETURN_ARG(QJsonValue, value));
+            writeValue(writer, value);
+        }
     }
-    return text.endObject().endArray().endObject().take();
+    writer.EndObject();
+    return {buffer.GetString(), static_cast<qsizetype>(buffer.GetSize())};
 }
 
-void ProtocolAdapter::writeValue(const QString& name, const QJsonValue& value)
+bool ProtocolAdapter::setValue(const QString& name, const QJsonValue& value)
 {
-    if (const QMetaMethod* setter = findProperty(methodName(name, Set))) {
-        setter->invoke(this, Qt::DirectConnection, Q_ARG(QVariant, QVariant(value)));
-    }
+    const Property* property = findProperty(methodName(name, Set));
+    return property && property->method.invoke(this, Qt::DirectConnection, Q_ARG(QVariant, QVariant(value)));
 }
 
-void ProtocolAdapter::sendValueEntry(const QByteArray& message, NetworkConnection* connection)
+void ProtocolAdapter::sendValueEntry(const QByteArray& entry, NetworkConnection* connection)
 {
-    if (connection) {
-        m_server->write(connection, message);
-    } else {
-        m_server->writeAll(message);
-    }
+    send({MessageBuilder::message(entry)}, connection);
 }
 
-void ProtocolAdapter::appendAllValues(MessagePacker& values)
+void ProtocolAdapter::appendAllValues(MessageBuilder& values, const NetworkConnection* connection)
 {
     for (const QLatin1StringView name : statePropertyNames) {
-        values.append(valueEntry(name));
+        append(values, valueEntry(name), connection);
     }
 }
 
 void ProtocolAdapter::receivedJson(QJsonObject json, NetworkConnection* connection)
 {
-    m_frontEnd.deliverHostSignals(); // masks are of the items that the controller has been told of
+    m_frontEnd.deliverHostSignals(); // the masks below are of the items that were pushed last
+    constexpr qsizetype unlimited_bytes = std::numeric_limits<qsizetype>::max();
+    const auto request = std::make_shared<Request>(
+        Request {.connection = connection,
+                 .entries = json.value("values"_L1).toArray(),
+                 .answer = MessageBuilder(connection ? connection->maximumBody_bytes() : unlimited_bytes)});
     const QPointer<ProtocolAdapter> self(this);
-    MessagePacker answer = answerTo(connection);
-    QHash<QString, QByteArray> encoded; // read and encoded once, as long as nothing is set in between
-    const QJsonArray entries = json.value("values"_L1).toArray();
-    for (const QJsonValue element : entries) {
-        const QJsonObject entry = element.toObject();
+    if (!proceed(*request) && self) {
+        connection->continueWith([self, request] { return !self || self->proceed(*request); });
+    }
+}
+
+// Handles entries until the slice is over or the controller has to read answers first. True when all are handled.
+bool ProtocolAdapter::proceed(Request& request)
+{
+    const QPointer<ProtocolAdapter> self(this);
+    NetworkConnection* connection = request.connection;
+    QHash<QString, QByteArray> encoded; // each value is read and encoded once, as long as nothing is set in between
+    bool isInterrupted = false;
+    while (request.next < request.entries.size() && !isInterrupted) {
+        const QJsonObject entry = request.entries.at(request.next).toObject();
         const QString name = entry.value("name"_L1).toString();
         if (entry.value("type"_L1).toString().compare("set"_L1, Qt::CaseInsensitive) == 0) {
-            encoded.clear();
-            writeValue(name, entry.value("value"_L1));
-            if (!self) {
-                return; // the host can open a dialog over a set, and end everything meanwhile
+            if (setValue(name, entry.value("value"_L1))) {
+                encoded.clear();
             }
-            continue;
+            if (!self) {
+                return true; // OBS can open a dialog over a set, and end meanwhile
+            }
+        } else if (connection && !connection->mayAnswer(request.answer.size_bytes())) {
+            break;
+        } else {
+            auto known = encoded.constFind(name);
+            if (known == encoded.cend()) {
+                known = encoded.insert(name, valueEntry(name));
+            }
+            append(request.answer, *known, connection);
         }
-        auto known = encoded.constFind(name);
-        if (known == encoded.cend()) {
-            known = encoded.insert(name, valueEntry(name));
-        }
-        answer.append(*known);
+        ++request.next;
+        isInterrupted = connection && connection->isSliceOver();
     }
-    send(answer, connection);
+    const bool isFinished = request.next == request.entries.size();
+    send(isFinished ? request.answer.takeAll() : request.answer.takeFull(), connection);
+    return isFinished;
 }
 
 void ProtocolAdapter::connectionAdded(NetworkConnection* connection)
@@ -159,22 +186,27 @@ void ProtocolAdapter::connectionAdded(NetworkConnection* connection)
     if (!connection) {
         return;
     }
-    MessagePacker state = answerTo(connection);
-    appendAllValues(state);
-    send(state, connection);
+    MessageBuilder state(connection->maximumBody_bytes());
+    appendAllValues(state, connection);
+    send(state.takeAll(), connection);
 }
 
 void ProtocolAdapter::connectionRemoved(NetworkConnection* /*connection*/) {}
 
-MessagePacker ProtocolAdapter::answerTo(NetworkConnection* connection)
+void ProtocolAdapter::append(MessageBuilder& message, const QByteArray& entry, const NetworkConnection* connection)
 {
-    return MessagePacker(
-        [connection](qsizetype length_bytes) { return !connection || connection->accepts(length_bytes); });
+    if (const qsizetype refused_bytes = message.append(entry)) {
+        connection->logRefusal(refused_bytes);
+    }
 }
 
-void ProtocolAdapter::send(MessagePacker& message, NetworkConnection* connection)
+void ProtocolAdapter::send(const QList<QByteArray>& messages, NetworkConnection* connection)
 {
-    for (const QByteArray& body : message.takeBodies()) {
-        sendValueEntry(body, connection);
+    for (const QByteArray& message : messages) {
+        if (connection) {
+            m_server->write(connection, message);
+        } else {
+            m_server->writeAll(message);
+        }
     }
 }

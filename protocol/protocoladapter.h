@@ -2,7 +2,8 @@
 #pragma once
 
 #include "itemmask.h"
-#include "messagepacker.h"
+#include "jsonwriter.h"
+#include "messagebuilder.h"
 #include "model/frontend.h"
 
 #include <QJsonArray>
@@ -15,7 +16,6 @@
 
 #include <util/platform.h>
 
-class JsonText;
 class NetworkConnection;
 class NetworkServer;
 
@@ -26,8 +26,9 @@ class NetworkServer;
 // by name: "get" or "set" and the property's name with its first letter in upper case. The order of the slots is part
 // of the interface.
 //
-// Main thread only. A request is handled completely, answer included, within the server's signal. A setter can make the
-// host raise events at once; what they push then leaves before the answer.
+// Main thread only. A request is handled completely, answer included, within the server's signal, unless it takes longer
+// than a slice of the event loop's time or the controller does not read its answers: then the connection calls for the
+// rest in later turns. A setter can make OBS raise events at once; what they push leaves before the answer.
 class ProtocolAdapter : public QObject
 {
     Q_OBJECT
@@ -45,15 +46,15 @@ public:
     // The slot that serves a property: "sceneList" is read by "getSceneList".
     static QString methodName(const QString& name, MethodType type);
 
-    // One property, read now, as a message of its own: an entry {"name", "type": "set", "value"} with the name as
-    // given, or the empty object when there is no such property.
+    // One property, read now: the entry {"name", "type": "set", "value"} as compact JSON, with the name as given, or the
+    // empty object when there is no such property.
     QByteArray valueEntry(const QString& name);
 
-    // Sends a message to a connection, or to all.
-    void sendValueEntry(const QByteArray& message, NetworkConnection* connection = nullptr);
+    // Sends an entry as a message of its own to a connection, or to all.
+    void sendValueEntry(const QByteArray& entry, NetworkConnection* connection = nullptr);
 
     // The full state, as every new controller receives it.
-    void appendAllValues(MessagePacker& values);
+    void appendAllValues(MessageBuilder& values, const NetworkConnection* connection);
 
 public slots:
     QJsonValue getCpuUsage() const;
@@ -120,13 +121,18 @@ public slots:
     void sceneSourceLockChanged(const Scene* scene, const SceneSource* source, bool locked);
 
 private:
-    std::optional<QJsonValue> invokeGetter(const QString& method); // nothing: no such property
-    void writeValue(const QString& name, const QJsonValue& value);
-    static MessagePacker answerTo(NetworkConnection* connection);
-    void send(MessagePacker& message, NetworkConnection* connection);
-    void push(std::initializer_list<QLatin1StringView> names);
+    struct Property;
+    struct Request;
 
-    void writeSceneList(JsonText& text) const;
+    static const Property* findProperty(const QString& methodName);
+    bool setValue(const QString& name, const QJsonValue& value); // whether there is a setter
+    bool proceed(Request& request);
+    static void append(MessageBuilder& message, const QByteArray& entry, const NetworkConnection* connection);
+    void send(const QList<QByteArray>& messages, NetworkConnection* connection);
+    void push(std::initializer_list<QLatin1StringView> names);
+    void pushMissed(NetworkConnection* connection);
+
+    void writeSceneList(JsonWriter& writer) const;
     QJsonValue itemMask(bool (SceneSource::*isSet)() const) const;
     void applyItemMask(const QVariant& value, bool (SceneSource::*isSet)() const, void (SceneSource::*set)(bool));
 

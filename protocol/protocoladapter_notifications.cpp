@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
-// Changes of the host, pushed to every controller: each property read afresh and sent as a message of its own.
+// Changes of OBS, pushed to every controller: each property is read afresh and sent as a message of its own.
 #include "network/networkserver.h"
 #include "protocoladapter.h"
 
@@ -30,13 +30,17 @@ void forEachSceneConnection(Operation operation)
 
 void ProtocolAdapter::push(std::initializer_list<QLatin1StringView> names)
 {
-    if (!m_server->hasConnections()) {
-        return; // and nothing to read from the host
-    }
     for (const QLatin1StringView name : names) {
-        sendValueEntry(valueEntry(name));
+        m_server->pushAll(name, [&] { return MessageBuilder::message(valueEntry(name)); });
     }
     m_server->flush();
+}
+
+void ProtocolAdapter::pushMissed(NetworkConnection* connection)
+{
+    for (const QString& name : connection->takeMissedPushes()) {
+        sendValueEntry(valueEntry(name), connection);
+    }
 }
 
 void ProtocolAdapter::connectScene(Scene* scene)

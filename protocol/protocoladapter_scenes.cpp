@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
 // Scenes, the items of the program scene, and transitions.
-#include "jsontext.h"
 #include "model/scopedlist.h"
 #include "protocoladapter.h"
+#include "support/slicedtask.h"
 #include "wholenumber.h"
 
 #include <QJsonDocument>
@@ -35,33 +35,49 @@ QJsonValue ProtocolAdapter::getTriggerTransition() const
 
 QJsonValue ProtocolAdapter::getSceneList() const
 {
-    JsonText text;
-    writeSceneList(text);
-    return QJsonDocument::fromJson(text.take()).array();
+    JsonBuffer buffer;
+    JsonWriter writer(buffer);
+    writeSceneList(writer);
+    return QJsonDocument::fromJson({buffer.GetString(), static_cast<qsizetype>(buffer.GetSize())}).array();
 }
 
-// By far the largest value, read for nearly every change: written at once as text, keys in alphabetical order as
-// everywhere, and without a wrapper for each item.
-void ProtocolAdapter::writeSceneList(JsonText& text) const
+// By far the largest value, read for nearly every change: written without a wrapper for each item. Keys are in
+// alphabetical order, as in all messages.
+void ProtocolAdapter::writeSceneList(JsonWriter& writer) const
 {
     QList<Scene*> scenes;
     const ScopedSceneList scope(scenes);
     const Scene* current = m_frontEnd.isStudioMode() ? m_frontEnd.previewScene() : m_frontEnd.currentScene();
 
-    text.beginArray();
+    writer.StartArray();
     for (qsizetype i = 0; i < scenes.size(); ++i) {
-        text.beginObject().key("isCurrent").boolean(isSameSource(scenes[i], current));
-        text.key("name").string(scenes[i]->name().toUtf8()).key("sortIndex").number(i);
-        text.key("sourceList").beginArray();
+        writer.StartObject();
+        writer.Key("isCurrent");
+        writer.Bool(isSameSource(scenes[i], current));
+        writer.Key("name");
+        writeString(writer, scenes[i]->name().toUtf8());
+        writer.Key("sortIndex");
+        writer.Int64(i);
+        writer.Key("sourceList");
+        writer.StartArray();
         const std::vector<Scene::ItemState> items = scenes[i]->itemStates();
         qsizetype position = 0;
         std::for_each(items.crbegin(), items.crend(), [&](const Scene::ItemState& item) {
-            text.beginObject().key("isLocked").boolean(item.isLocked).key("isVisible").boolean(item.isVisible);
-            text.key("name").string(item.name).key("sortIndex").number(position++).endObject();
+            writer.StartObject();
+            writer.Key("isLocked");
+            writer.Bool(item.isLocked);
+            writer.Key("isVisible");
+            writer.Bool(item.isVisible);
+            writer.Key("name");
+            writeString(writer, item.name);
+            writer.Key("sortIndex");
+            writer.Int64(position++);
+            writer.EndObject();
         });
-        text.endArray().endObject();
+        writer.EndArray();
+        writer.EndObject();
     }
-    text.endArray();
+    writer.EndArray();
 }
 
 QJsonValue ProtocolAdapter::getSourceVisibles() const
@@ -165,8 +181,9 @@ void ProtocolAdapter::applyItemMask(const QVariant& value, bool (SceneSource::*i
     if (!mask || !scene) {
         return;
     }
-    // Each change is pushed before the next is made, and what is delivered with it may replace the scene's wrappers:
-    // the walk goes over wrappers of its own.
+    // Each change is pushed before the next is made, and what is delivered with it may replace the scene's wrappers: the
+    // walk goes over wrappers of its own. Past a slice the changes of a large scene are pushed together at the end.
+    const QDeadlineTimer deadline(SlicedTask::sliceLength);
     std::vector<std::unique_ptr<SceneSource>> items;
     for (const SceneSource* source : scene->sceneSources()) {
         items.push_back(std::make_unique<SceneSource>(source->item()));
@@ -175,9 +192,12 @@ void ProtocolAdapter::applyItemMask(const QVariant& value, bool (SceneSource::*i
         const bool wanted = mask->bit(static_cast<qsizetype>(i));
         if ((items[i].get()->*isSet)() != wanted) {
             (items[i].get()->*set)(wanted);
-            m_frontEnd.deliverHostSignals();
+            if (!deadline.hasExpired()) {
+                m_frontEnd.deliverHostSignals();
+            }
         }
     }
+    m_frontEnd.deliverHostSignals();
 }
 
 void ProtocolAdapter::setTransitionsList(QVariant value)

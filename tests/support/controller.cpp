@@ -9,6 +9,8 @@
 
 #include <chrono>
 
+#include <sys/socket.h>
+
 using namespace Qt::StringLiterals;
 
 // Turns the event loop until the condition holds or too much time has passed.
@@ -48,6 +50,11 @@ void Controller::set(const QString& name, const QJsonValue& value)
 {
     QJsonObject entry {{"type"_L1, "set"_L1}, {"name"_L1, name}, {"value"_L1, value}}; // takes no undefined value
     sendEntries({entry});
+}
+
+void Controller::shutDownSending()
+{
+    shutdown(static_cast<int>(m_socket.socketDescriptor()), SHUT_WR);
 }
 
 std::optional<QJsonObject> Controller::next()

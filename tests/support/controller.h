@@ -28,6 +28,15 @@ public:
 
     void close() { m_socket.abort(); }
 
+    // Takes nothing from the system while off, which then holds the plug-in back.
+    void setReading(bool on) { m_socket.setReadBufferSize(on ? 0 : 1); }
+
+    // Sends what the end of a program's output sends; reading goes on.
+    void shutDownSending();
+
+    // Whether a message has arrived already.
+    bool hasMessage() { return takeMessage(); }
+
     // The next message, waiting for it; nothing when none comes.
     std::optional<QJsonObject> next();
 

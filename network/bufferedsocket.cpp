@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "bufferedsocket.h"
+
+#include "networklimits.h"
+
+#include <algorithm>
+#include <utility>
+
+#ifdef Q_OS_WIN
+#include <winsock2.h>
+#else
+#include <cerrno>
+
+#include <sys/socket.h>
+#endif
+
+namespace {
+
+#ifdef Q_OS_WIN
+qsizetype sendToSocket(qintptr descriptor, const QByteArray& bytes)
+{
+    return send(static_cast<SOCKET>(descriptor), bytes.constData(), static_cast<int>(bytes.size()), 0);
+}
+
+bool isConnectionReset()
+{
+    const int error = WSAGetLastError();
+    return error == WSAECONNRESET || error == WSAECONNABORTED;
+}
+#else
+#ifdef MSG_NOSIGNAL
+constexpr int sendFlags = MSG_NOSIGNAL;
+#else
+constexpr int sendFlags = 0; // Qt ignores SIGPIPE
+#endif
+
+qsizetype sendToSocket(qintptr descriptor, const QByteArray& bytes)
+{
+    const auto size = static_cast<size_t>(bytes.size());
+    return send(static_cast<int>(descriptor), bytes.constData(), size, sendFlags);
+}
+
+bool isConnectionReset()
+{
+    return errno == EPIPE || errno == ECONNRESET;
+}
+#endif
+
+} // namespace
+
+BufferedSocket::BufferedSocket(QObject* parent)
+    : QAbstractSocket(TcpSocket, parent)
+{}
+
+void BufferedSocket::fill()
+{
+    const qint64 arrived = QAbstractSocket::bytesAvailable();
+    if (arrived <= 0) {
+        m_isPeerFinished = true; // the system reports an end as readable, too
+        return;
+    }
+    m_input.remove(0, std::exchange(m_read_bytes, 0));
+    const qsizetype before = m_input.size();
+    const qint64 room = NetworkLimits::readAhead_bytes - before;
+    m_input.resize(before + std::clamp<qint64>(arrived, 0, room));
+    const qint64 received = QAbstractSocket::readData(m_input.data() + before, m_input.size() - before);
+    m_input.resize(before + std::max<qint64>(received, 0));
+    m_isPeerFinished = received < 0;
+}
+
+void BufferedSocket::resumeReading()
+{
+    QAbstractSocket::readData(nullptr, 0);
+}
+
+void BufferedSocket::flush()
+{
+    if (m_output.isEmpty()) {
+        return;
+    }
+    const QByteArray bytes = std::exchange(m_output, {});
+    if (state() != ConnectedState) {
+        return;
+    }
+    // Not through Qt, which closes the socket over a peer that is gone, with what that had sent still unread.
+    const bool isNext = QAbstractSocket::bytesToWrite() == 0;
+    const qsizetype sent = isNext ? sendToSocket(socketDescriptor(), bytes) : 0;
+    if (sent < 0 && isConnectionReset()) {
+        return; // the next read reports it
+    }
+    const qsizetype taken = std::max<qsizetype>(sent, 0);
+    if (taken < bytes.size()) {
+        QAbstractSocket::writeData(bytes.constData() + taken, bytes.size() - taken);
+    }
+}
+
+void BufferedSocket::disconnectFromHost()
+{
+    flush();
+    QAbstractSocket::disconnectFromHost();
+}
+
+qint64 BufferedSocket::readData(char* data, qint64 size)
+{
+    const qint64 count = std::min<qint64>(size, bytesAvailable());
+    std::copy_n(m_input.cbegin() + m_read_bytes, count, data);
+    m_read_bytes += count;
+    return count;
+}
+
+qint64 BufferedSocket::writeData(const char* data, qint64 size)
+{
+    if (state() != ConnectedState) {
+        return QAbstractSocket::writeData(data, size); // reports the error
+    }
+    m_output.append(data, size);
+    return size;
+}
