@@ -11,8 +11,12 @@ using namespace Qt::StringLiterals;
 ConfigFile::ConfigFile()
     : m_file(defaultPath())
 {
-    QDir().mkpath(QFileInfo(m_file).path());
-    static_cast<void>(m_file.open(QIODevice::ReadWrite | QIODevice::Text)); // see isOpen()
+    const QFileInfo file(m_file);
+    QDir().mkpath(file.path());
+    // Opening a named pipe would block OBS, and reading a device might not end.
+    if (!file.exists() || (file.isFile() && file.size() <= maximumSize_bytes)) {
+        static_cast<void>(m_file.open(QIODevice::ReadWrite | QIODevice::Text)); // see isOpen()
+    }
 }
 
 QString ConfigFile::defaultPath()

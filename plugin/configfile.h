@@ -20,7 +20,8 @@ public:
     // The port that the settings name; null when there is none, or none that is valid.
     static std::optional<int> portIn(const QJsonObject& settings);
 
-    // Opens the file, and creates it and its folder when missing. Whatever fails ends in the default port.
+    // Opens the file, and creates it and its folder when missing. What fails, or is not a regular file of a sane size,
+    // ends in the default port.
     ConfigFile();
 
     // The port to listen on. A missing or invalid one becomes the default, in the file too; a valid one leaves the
@@ -32,5 +33,7 @@ public:
     void close() { m_file.close(); }
 
 private:
+    static constexpr qint64 maximumSize_bytes = 1'048'576;
+
     QFile m_file;
 };

@@ -5,6 +5,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <sys/stat.h>
+
 using namespace Qt::StringLiterals;
 
 // The port's file in every state it can be found in.
@@ -69,6 +71,14 @@ private slots:
         QVERIFY(QDir().mkpath(m_file.fileName())); // a folder of that name
         QCOMPARE(ConfigFile().readPort(), 2021);
         QVERIFY(QFileInfo(m_file).isDir());
+        for (const bool isPipe : {true, false}) { // one blocks when it is opened, the other has no end
+            init();
+            const QString pipe = m_folder->filePath(u"pipe"_s);
+            QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), S_IRUSR | S_IWUSR), 0);
+            QVERIFY(QDir().mkpath(QFileInfo(m_file).path()));
+            QVERIFY(QFile::link(isPipe ? pipe : u"/dev/zero"_s, m_file.fileName()));
+            QCOMPARE(ConfigFile().readPort(), 2021);
+        }
         init();
         QFile inTheWay(m_folder->filePath(u"corvane"_s)); // no folder can be created
         QVERIFY(inTheWay.open(QIODevice::WriteOnly));
