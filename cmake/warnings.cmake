@@ -24,6 +24,12 @@ if(NOT MSVC)
               -Wno-format-nonliteral)
 endif()
 
+set(KESTREL_SANITIZE "" CACHE STRING "Sanitizers, as in -fsanitize=address,undefined")
+if(KESTREL_SANITIZE)
+  add_compile_options(-fsanitize=${KESTREL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${KESTREL_SANITIZE})
+endif()
+
 # The host's libraries, their headers treated as the system's.
 add_library(kestrel_host INTERFACE)
 target_link_libraries(kestrel_host INTERFACE OBS::libobs OBS::obs-frontend-api)
