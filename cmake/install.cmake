@@ -1,25 +1,33 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 #
-# Where everything goes. Two layouts, as the host looks for its modules in two places:
+# Two layouts, because OBS looks for its modules in two places:
 #
-#   cmake --install BUILD --prefix /usr                  for everybody, where the host itself is installed
-#   cmake --install BUILD --component user --prefix DIR  for oneself, DIR is the host's folder "plugins" in the user's
-#                                                        settings
+#   cmake --install BUILD --component system --prefix /usr   for all users, into the folders of OBS itself
+#   cmake --install BUILD --component user --prefix DIR      for one user, into DIR/kestrelbridge, where DIR is the folder
+#                                                            "plugins" in the user's OBS settings
 include(GNUInstallDirs)
 
 set(manifest ${PROJECT_BINARY_DIR}/plugin/data/manifest.json)
+set(guide ${PROJECT_SOURCE_DIR}/docs/protocol.md ${PROJECT_SOURCE_DIR}/docs/protocol.schema.json)
+set(examples ${PROJECT_SOURCE_DIR}/docs/examples)
 
-install(TARGETS kestrelbridge COMPONENT user EXCLUDE_FROM_ALL DESTINATION kestrelbridge/bin/64bit)
-install(FILES ${manifest} COMPONENT user EXCLUDE_FROM_ALL DESTINATION kestrelbridge/data)
+# In the user layout kestrelbridge is a prefix of its own beside what OBS reads: programs in bin, their data in share,
+# where shells and man look for them once bin is in the PATH.
+set(user_prefix kestrelbridge)
+install(TARGETS kestrelbridge COMPONENT user EXCLUDE_FROM_ALL DESTINATION ${user_prefix}/bin/64bit)
+install(FILES ${manifest} COMPONENT user EXCLUDE_FROM_ALL DESTINATION ${user_prefix}/data)
+install(FILES ${guide} ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/LICENSE COMPONENT user EXCLUDE_FROM_ALL
+        DESTINATION ${user_prefix}/${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY ${examples} COMPONENT user EXCLUDE_FROM_ALL DESTINATION ${user_prefix}/${CMAKE_INSTALL_DOCDIR})
+if(KESTREL_TOOLS)
+  install(TARGETS kestrelctl COMPONENT user EXCLUDE_FROM_ALL DESTINATION ${user_prefix}/${CMAKE_INSTALL_BINDIR})
+endif()
 if(WIN32)
-  return() # the host looks nowhere else there
+  return() # OBS has one place for modules there, and the rest is for Unix shells
 endif()
 
-install(TARGETS kestrelbridge COMPONENT system DESTINATION ${CMAKE_INSTALL_LIBDIR}/obs-plugins)
-install(FILES ${manifest} COMPONENT system DESTINATION ${CMAKE_INSTALL_DATADIR}/obs/obs-plugins/kestrelbridge)
-
-# Documents are installed compressed, without the time of day, so that equal builds give equal packages.
-function(kestrel_install_compressed file name folder)
+# Compressed without a time stamp, so that equal builds give equal packages.
+function(kestrel_compress file name)
   set(compressed ${PROJECT_BINARY_DIR}/${name}.gz)
   add_custom_command(
     OUTPUT ${compressed}
@@ -27,18 +35,25 @@ function(kestrel_install_compressed file name folder)
     DEPENDS ${file}
     VERBATIM)
   add_custom_target(compressed_${name} ALL DEPENDS ${compressed})
-  install(FILES ${compressed} COMPONENT system DESTINATION ${folder})
 endfunction()
 
-kestrel_install_compressed(${PROJECT_SOURCE_DIR}/CHANGELOG.md changelog ${CMAKE_INSTALL_DOCDIR})
+install(TARGETS kestrelbridge COMPONENT system DESTINATION ${CMAKE_INSTALL_LIBDIR}/obs-plugins)
+install(FILES ${manifest} COMPONENT system DESTINATION ${CMAKE_INSTALL_DATADIR}/obs/obs-plugins/kestrelbridge)
+kestrel_compress(${PROJECT_SOURCE_DIR}/CHANGELOG.md changelog)
+install(FILES ${guide} ${PROJECT_BINARY_DIR}/changelog.gz COMPONENT system DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY ${examples} COMPONENT system DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 if(KESTREL_TOOLS)
-  set(completions ${PROJECT_SOURCE_DIR}/tools/completions)
   install(TARGETS kestrelctl COMPONENT system DESTINATION ${CMAKE_INSTALL_BINDIR})
-  install(FILES ${completions}/kestrelctl COMPONENT system
-          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
-  install(FILES ${completions}/_kestrelctl COMPONENT system DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
-  install(FILES ${completions}/kestrelctl.fish COMPONENT system
-          DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
-  kestrel_install_compressed(${PROJECT_SOURCE_DIR}/docs/kestrelctl.1 kestrelctl.1 ${CMAKE_INSTALL_MANDIR}/man1)
+
+  function(kestrel_install_data file folder)
+    install(FILES ${file} COMPONENT system DESTINATION ${folder})
+    install(FILES ${file} COMPONENT user EXCLUDE_FROM_ALL DESTINATION ${user_prefix}/${folder})
+  endfunction()
+  set(completions ${PROJECT_SOURCE_DIR}/tools/completions)
+  kestrel_compress(${PROJECT_SOURCE_DIR}/docs/kestrelctl.1 kestrelctl.1)
+  kestrel_install_data(${PROJECT_BINARY_DIR}/kestrelctl.1.gz ${CMAKE_INSTALL_MANDIR}/man1)
+  kestrel_install_data(${completions}/kestrelctl ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  kestrel_install_data(${completions}/_kestrelctl ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+  kestrel_install_data(${completions}/kestrelctl.fish ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 endif()
