@@ -9,7 +9,9 @@ target_compile_definitions(
             QT_NO_CAST_TO_ASCII
             QT_NO_FOREACH
             QT_NO_NARROWING_CONVERSIONS_IN_CONNECT
-            QT_NO_JAVA_STYLE_ITERATORS)
+            QT_NO_JAVA_STYLE_ITERATORS
+            # Otherwise each binary refers to a symbol of the Qt minor version that it was built with, used or not.
+            QT_NO_VERSION_TAGGING)
 if(NOT MSVC)
   target_compile_options(
     kestrel_options
