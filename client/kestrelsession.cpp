@@ -29,7 +29,7 @@ bool KestrelSession::open(quint16 port, std::chrono::milliseconds limit)
         return true;
     }
     if (m_errorString.isEmpty()) {
-        m_errorString = u"a server answered but did not send the initial state; is it KestrelBridge?"_s;
+        m_errorString = u"a server answered on this port but did not send the initial state; is it KestrelBridge?"_s;
     }
     return false;
 }

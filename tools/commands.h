@@ -1,47 +1,64 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #pragma once
 
-#include "session.h"
+#include "client/kestrelsession.h"
+#include "result.h"
 
-#include <optional>
+struct Command;
 
-// What kestrelctl does. Each runs on a session that is open, waits until it was seen to happen, prints what came of it,
-// and gives the status to exit with.
-namespace Commands {
-
-// Which item or items of the program scene, and what is to become of them.
-enum class ItemChange {
-    Show,
-    Hide,
-    Lock,
-    Unlock,
+// A command line that was parsed.
+struct Invocation
+{
+    const Command* command = nullptr;
+    QStringList words {}; // the command's arguments
+    quint16 port = 0;
+    std::optional<std::chrono::milliseconds> timeout {};
+    std::optional<int> duration_ms {};
+    QString with {}; // the transition for this once; empty: the current one
+    bool isRepeated = false;
+    bool isJson = false;
 };
 
-int get(Session& session, const QStringList& names);
-int state(Session& session);
-int scenes(Session& session);
-int transitions(Session& session);
-int stats(Session& session);
-int isOn(Session& session, const QString& property);
+// The commands of kestrelctl. Each runs an event loop until OBS has confirmed what was requested. "wait", "version" and
+// "complete" are called on a session that is not open, all others on an open one.
+namespace Commands {
 
-// One name a line, for the completion of a shell: scenes, items, transitions or properties.
-int names(Session& session, const QString& kind);
+Result state(KestrelSession& session, const Invocation& invocation);
+Result scenes(KestrelSession& session, const Invocation& invocation);
+Result current(KestrelSession& session, const Invocation& invocation);
+Result get(KestrelSession& session, const Invocation& invocation);
+Result watch(KestrelSession& session, const Invocation& invocation);
+Result stats(KestrelSession& session, const Invocation& invocation);
+Result wait(KestrelSession& session, const Invocation& invocation);
+Result version(KestrelSession& session, const Invocation& invocation);
 
-// Until Ctrl-C, or until the plug-in closes the connection. Without names: every change.
-int watch(Session& session, const QStringList& names);
-int watchStats(Session& session);
+Result scene(KestrelSession& session, const Invocation& invocation);
+Result preview(KestrelSession& session, const Invocation& invocation);
+Result items(KestrelSession& session, const Invocation& invocation); // show, hide, toggle, lock, unlock
+Result transition(KestrelSession& session, const Invocation& invocation);
+Result go(KestrelSession& session, const Invocation& invocation);
+Result cut(KestrelSession& session, const Invocation& invocation);
+Result record(KestrelSession& session, const Invocation& invocation);
+Result stream(KestrelSession& session, const Invocation& invocation);
+Result studio(KestrelSession& session, const Invocation& invocation);
+Result set(KestrelSession& session, const Invocation& invocation);
 
-// A value as it is typed: the name of a scene or a transition, a number, "on" or "off".
-int set(Session& session, const QString& name, const QString& text);
-int setMask(Session& session, const QString& property, const QString& text);
-int changeItems(Session& session, ItemChange change, const QStringList& names);
-int putOnAir(Session& session, const QString& scene);
-int choosePreview(Session& session, const QString& scene);
-int chooseTransition(Session& session, const QString& transition);
-int setTransitionDuration(Session& session, int duration_ms);
-int turn(Session& session, const QString& property, bool on);
+// For the shells: the words are those of an unfinished command line. Returns the candidates for the last one, one per
+// line, each with its description behind a tab if it has one.
+Result complete(KestrelSession& session, const Invocation& invocation);
 
-// Puts the preview on air, with another transition for this once when one is named.
-int go(Session& session, const std::optional<QString>& transition);
+// Every property, and the values that "set" takes, in the notation of Command::arguments.
+QStringList propertyNames();
+QStringList writablePropertyNames();
+QString valueNotation(const QString& property);
+
+// Parts that commands share.
+Result transitions(KestrelSession& session);
+Result setMask(KestrelSession& session, const QString& property, const QString& text);
+
+// Ways to fail that the commands share.
+Result unconnected(const KestrelSession& session, quint16 port);
+Result connectionLost(const KestrelSession& session);
+Result unknownName(const QString& text, const QString& name, const QStringList& known);
 
 } // namespace Commands

@@ -1,175 +1,292 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
-// The commands that change the host. Each looks first whether all is as wanted already, since the host tells only of
-// what changes, and then waits to be told.
-#include "commands.h"
-#include "exitstatus.h"
-#include "report.h"
-#include "wish.h"
-
-using namespace Qt::StringLiterals;
+// The commands that change scenes, transitions and outputs.
+#include "arguments.h"
+#include "changerequest.h"
+#include "format.h"
 
 namespace {
 
-// The host's own limits.
-constexpr int minimumDuration_ms = 50;
-constexpr int maximumDuration_ms = 20000;
-
-Wish transitionWish(Session& session, const QString& name)
+Result unknownScene(const KestrelSession& session, const QString& scene)
 {
-    return {u"currentTransition"_s,
-            name,
-            name + " is the transition"_L1,
-            [&session, name] { return session.host().transition() == name; },
-            name,
-            u"The host does not change it while one is running; try again."_s};
+    return Commands::unknownName(u"there is no scene"_s, scene, session.state().sceneNames());
 }
 
-std::optional<bool> switchValue(const QString& text)
+Result setProgramScene(KestrelSession& session, const QString& /*property*/, const QString& scene)
+{
+    if (!session.state().sceneNames().contains(scene)) {
+        return unknownScene(session, scene);
+    }
+    return apply(session,
+                 {.property = u"currentScene"_s,
+                  .value = scene,
+                  .successMessage = scene + " is the program scene"_L1,
+                  .isDone = [&] { return session.state().programScene() == scene; },
+                  .hint = u"OBS ignores this while a transition is running; try again."_s,
+                  .runsTransition = true});
+}
+
+Result setPreviewScene(KestrelSession& session, const QString& /*property*/, const QString& scene)
+{
+    if (!session.state().isOn(u"studioMode"_s)) {
+        return Result::failure(u"there is no preview scene outside studio mode"_s,
+                               u"Turn it on with: kestrelctl studio on"_s);
+    }
+    if (!session.state().sceneNames().contains(scene)) {
+        return unknownScene(session, scene);
+    }
+    return apply(session,
+                 {.property = u"previewScene"_s,
+                  .value = scene,
+                  .successMessage = scene + " is the preview scene"_L1,
+                  .isDone = [&] { return session.state().previewScene() == scene; }});
+}
+
+// OBS's scene list selects the preview scene in studio mode.
+Result selectScene(KestrelSession& session, const QString& property, const QString& scene)
+{
+    return session.state().isOn(u"studioMode"_s) ? setPreviewScene(session, property, scene)
+                                                 : setProgramScene(session, property, scene);
+}
+
+Result unknownTransition(const KestrelSession& session, const QString& transition)
+{
+    return Commands::unknownName(u"there is no transition"_s, transition, session.state().transitionNames());
+}
+
+ChangeRequest transitionRequest(const KestrelSession& session, const QString& transition)
+{
+    return {.property = u"currentTransition"_s,
+            .value = transition,
+            .successMessage = transition + " is the transition"_L1,
+            .isDone = [&session, transition] { return session.state().transition() == transition; },
+            .hint = u"OBS ignores this while a transition is running; try again."_s};
+}
+
+Result setTransition(KestrelSession& session, const QString& /*property*/, const QString& transition)
+{
+    return session.state().transitionNames().contains(transition)
+        ? apply(session, transitionRequest(session, transition))
+        : unknownTransition(session, transition);
+}
+
+Result setTransitionDuration(KestrelSession& session, const QString& property, const QString& text)
+{
+    bool isNumber = false;
+    const int duration_ms = text.toInt(&isNumber);
+    if (!isNumber || duration_ms < Arguments::minimumDuration_ms || duration_ms > Arguments::maximumDuration_ms) {
+        return Result::usageError(Arguments::durationError());
+    }
+    return apply(session,
+                 {.property = property,
+                  .value = duration_ms,
+                  .successMessage = u"Transitions take %1 ms"_s.arg(duration_ms),
+                  .isDone = [&] { return session.state().transitionDuration_ms() == duration_ms; }});
+}
+
+// Runs the transition of studio mode, with another one for this once if it is named.
+Result runTransition(KestrelSession& session, const QString& with)
+{
+    const StudioState state = session.state();
+    if (!state.isOn(u"studioMode"_s)) {
+        return Result::failure(u"there is no transition to run outside studio mode"_s,
+                               u"Turn it on with: kestrelctl studio on. Without it, kestrelctl scene NAME switches to "
+                               "a scene."_s);
+    }
+    const QString previous = state.transition();
+    const bool isReplaced = !with.isEmpty() && with != previous;
+    if (isReplaced) {
+        if (!state.transitionNames().contains(with)) {
+            return unknownTransition(session, with);
+        }
+        if (Result result = requestAndWait(session, transitionRequest(session, with)); result.status != 0) {
+            return result;
+        }
+    }
+
+    const QString scene = state.previewScene();
+    bool isStopped = false;
+    const QObject context;
+    QObject::connect(&session.client(), &KestrelClient::valueChanged, &context,
+                     [&](const QString& name) { isStopped = isStopped || name == "triggerTransition"_L1; });
+    Result result = requestAndWait(session,
+                                   {.property = u"triggerTransition"_s,
+                                    .value = true,
+                                    .successMessage = scene + " is the program scene"_L1,
+                                    .isDone = [&] { return isStopped && session.state().programScene() == scene; },
+                                    .newValue = scene,
+                                    .hint = u"OBS ignores this while another transition is running; try again."_s,
+                                    .runsTransition = true});
+    if (isReplaced && session.client().isConnected()) {
+        const Result restored = requestAndWait(session, transitionRequest(session, previous));
+        result = result.status == ExitStatus::done && restored.status != ExitStatus::done ? restored : result;
+    }
+    for (QJsonObject& object : result.json) {
+        object["name"_L1] = "currentScene"_L1; // the property that has changed
+    }
+    return result;
+}
+
+Result triggerTransition(KestrelSession& session, const QString& /*property*/, const QString& /*text*/)
+{
+    return runTransition(session, {});
+}
+
+Result setSwitch(KestrelSession& session, const QString& property, bool on)
+{
+    return apply(session,
+                 {.property = property,
+                  .value = on ? 1 : 0,
+                  .successMessage = Format::switchText(property, on),
+                  .isDone = [&] { return session.state().isOn(property) == on; },
+                  .newValue = on,
+                  .hint = u"OBS may be showing a dialog that has to be answered first."_s});
+}
+
+Result setSwitchText(KestrelSession& session, const QString& property, const QString& text)
 {
     if (text == "on"_L1 || text == "true"_L1 || text == "1"_L1) {
-        return true;
+        return setSwitch(session, property, true);
     }
     if (text == "off"_L1 || text == "false"_L1 || text == "0"_L1) {
-        return false;
+        return setSwitch(session, property, false);
     }
-    return std::nullopt;
+    return Result::usageError(property + " takes on or off"_L1);
 }
+
+Result showSwitch(KestrelSession& session, const QString& property)
+{
+    const KestrelClient& client = session.client();
+    const bool isOn = session.state().isOn(property);
+    Result result {.lines = {Format::switchText(property, isOn)}, .json = {Format::json(client, property)}};
+    if (const QString time = property + "Time"_L1; !client.value(time).isUndefined()) {
+        result.lines.first() += isOn ? ", "_L1 + Format::value(client, time) : QString();
+        result.json.append(Format::json(client, time));
+    }
+    return result;
+}
+
+// One of the choices: start, stop, on, off, toggle, status.
+Result changeSwitch(KestrelSession& session, const QString& property, const Invocation& invocation)
+{
+    const QString word = invocation.words.value(0, u"status"_s);
+    if (word == "status"_L1) {
+        return showSwitch(session, property);
+    }
+    const bool isToggle = word == "toggle"_L1;
+    return setSwitch(session, property,
+                     isToggle ? !session.state().isOn(property) : word == "start"_L1 || word == "on"_L1);
+}
+
+// What "set" takes.
+struct WritableProperty
+{
+    QLatin1StringView name;
+    QLatin1StringView value; // as in Command::arguments
+    Result (*set)(KestrelSession&, const QString& property, const QString& text);
+};
+
+constexpr WritableProperty writableProperties[] {
+    {"currentScene"_L1, "SCENE"_L1, setProgramScene},
+    {"previewScene"_L1, "SCENE"_L1, setPreviewScene},
+    {"sceneList"_L1, "SCENE"_L1, selectScene},
+    {"currentTransition"_L1, "TRANSITION"_L1, setTransition},
+    {"transitionsList"_L1, "TRANSITION"_L1, setTransition},
+    {"transitionDuration"_L1, "MS"_L1, setTransitionDuration},
+    {"triggerTransition"_L1, "on|off"_L1, triggerTransition},
+    {"sourceVisibles"_L1, "MASK"_L1, Commands::setMask},
+    {"sourceLocks"_L1, "MASK"_L1, Commands::setMask},
+    {"streaming"_L1, "on|off"_L1, setSwitchText},
+    {"recording"_L1, "on|off"_L1, setSwitchText},
+    {"studioMode"_L1, "on|off"_L1, setSwitchText},
+};
 
 } // namespace
 
 namespace Commands {
 
-int set(Session& session, const QString& name, const QString& text)
+QStringList writablePropertyNames()
 {
-    if (name == "currentScene"_L1 || (name == "sceneList"_L1 && !session.host().isOn(u"studioMode"_s))) {
-        return putOnAir(session, text);
+    QStringList names;
+    for (const WritableProperty& property : writableProperties) {
+        names.append(property.name);
     }
-    if (name == "previewScene"_L1 || name == "sceneList"_L1) {
-        return choosePreview(session, text);
-    }
-    if (name == "currentTransition"_L1 || name == "transitionsList"_L1) {
-        return chooseTransition(session, text);
-    }
-    if (name == "sourceVisibles"_L1 || name == "sourceLocks"_L1) {
-        return setMask(session, name, text);
-    }
-    if (name == "transitionDuration"_L1) {
-        bool isNumber = false;
-        const int duration_ms = text.toInt(&isNumber);
-        return isNumber ? setTransitionDuration(session, duration_ms)
-                        : Report::usageError(name + " takes a number of milliseconds"_L1);
-    }
-    if (name == "triggerTransition"_L1) {
-        return go(session, std::nullopt);
-    }
-    if (name == "streaming"_L1 || name == "recording"_L1 || name == "studioMode"_L1) {
-        const std::optional<bool> on = switchValue(text);
-        return on ? turn(session, name, *on) : Report::usageError(name + " takes on or off"_L1);
-    }
-    const QStringList known = KestrelClient::statePropertyNames() + QStringList {u"fps"_s};
-    return known.contains(name) ? Report::refused(name + " can only be read"_L1)
-                                : noSuch(u"there is no property"_s, name, known);
+    return names;
 }
 
-int putOnAir(Session& session, const QString& scene)
+QString valueNotation(const QString& property)
 {
-    if (!session.host().sceneNames().contains(scene)) {
-        return noSuch(u"there is no scene"_s, scene, session.host().sceneNames());
-    }
-    return fulfil(session,
-                  {u"currentScene"_s, scene, scene + " is on air"_L1, [&] { return session.host().program() == scene; },
-                   scene, u"The host passes over it while a transition is running; try again."_s},
-                  true);
-}
-
-int choosePreview(Session& session, const QString& scene)
-{
-    if (!session.host().isOn(u"studioMode"_s)) {
-        return Report::refused(u"there is no preview outside studio mode"_s,
-                               u"Turn it on with: kestrelctl studio on"_s);
-    }
-    if (!session.host().sceneNames().contains(scene)) {
-        return noSuch(u"there is no scene"_s, scene, session.host().sceneNames());
-    }
-    return fulfil(session,
-                  {u"previewScene"_s,
-                   scene,
-                   scene + " is the preview"_L1,
-                   [&] { return session.host().preview() == scene; },
-                   scene,
-                   {}});
-}
-
-int chooseTransition(Session& session, const QString& transition)
-{
-    const QStringList names = session.host().transitionNames();
-    return names.contains(transition) ? fulfil(session, transitionWish(session, transition))
-                                      : noSuch(u"there is no transition"_s, transition, names);
-}
-
-int setTransitionDuration(Session& session, int duration_ms)
-{
-    if (duration_ms < minimumDuration_ms || duration_ms > maximumDuration_ms) {
-        return Report::refused(u"a transition takes %1 to %2 ms"_s.arg(minimumDuration_ms).arg(maximumDuration_ms));
-    }
-    return fulfil(session,
-                  {u"transitionDuration"_s,
-                   duration_ms,
-                   u"Transitions take %1 ms"_s.arg(duration_ms),
-                   [&] { return session.host().transitionDuration_ms() == duration_ms; },
-                   duration_ms,
-                   {}});
-}
-
-int turn(Session& session, const QString& property, bool on)
-{
-    return fulfil(session,
-                  {property, on ? 1 : 0, Report::switchText(property, on),
-                   [&] { return session.host().isOn(property) == on; }, on,
-                   u"Look at the host's window: it may be asking or telling something."_s});
-}
-
-int go(Session& session, const std::optional<QString>& transition)
-{
-    const HostState host = session.host();
-    if (!host.isOn(u"studioMode"_s)) {
-        return Report::refused(u"there is nothing to put on air outside studio mode"_s,
-                               u"Turn it on with: kestrelctl studio on. Without it, kestrelctl scene NAME puts a scene "
-                               "on air."_s);
-    }
-    const QString former = host.transition();
-    const bool isBorrowed = transition && *transition != former;
-    if (isBorrowed) {
-        if (!host.transitionNames().contains(*transition)) {
-            return noSuch(u"there is no transition"_s, *transition, host.transitionNames());
-        }
-        if (const int status = ask(session, transitionWish(session, *transition))) {
-            return status;
+    for (const WritableProperty& writable : writableProperties) {
+        if (writable.name == property) {
+            return writable.value;
         }
     }
+    return {};
+}
 
-    const QString scene = host.preview();
-    bool isStopped = false;
-    const QObject context;
-    QObject::connect(&session.client(), &KestrelClient::valueChanged, &context,
-                     [&](const QString& name) { isStopped = isStopped || name == "triggerTransition"_L1; });
-    Wish wish {u"triggerTransition"_s,
-               true,
-               scene + " is on air"_L1,
-               [&] { return isStopped && session.host().program() == scene; },
-               scene,
-               u"The host passes over it while another transition is running; try again."_s};
-    int status = ask(session, wish, true);
-    if (isBorrowed && session.client().isConnected()) {
-        const int restored = ask(session, transitionWish(session, former));
-        status = status == ExitStatus::done ? restored : status;
+Result set(KestrelSession& session, const Invocation& invocation)
+{
+    const QString& name = invocation.words[0];
+    for (const WritableProperty& property : writableProperties) {
+        if (property.name == name) {
+            return property.set(session, name, invocation.words[1]);
+        }
     }
-    if (status == ExitStatus::done) {
-        wish.property = u"currentScene"_s; // what there is to tell of
-        report(session, wish, true);
+    return propertyNames().contains(name) ? Result::failure(name + " can only be read"_L1)
+                                          : unknownName(u"there is no property"_s, name, propertyNames());
+}
+
+Result scene(KestrelSession& session, const Invocation& invocation)
+{
+    return setProgramScene(session, {}, invocation.words[0]);
+}
+
+Result preview(KestrelSession& session, const Invocation& invocation)
+{
+    return setPreviewScene(session, {}, invocation.words[0]);
+}
+
+Result transition(KestrelSession& session, const Invocation& invocation)
+{
+    if (invocation.words.isEmpty() && !invocation.duration_ms) {
+        return transitions(session);
     }
-    return status;
+    Result result;
+    if (!invocation.words.isEmpty()) {
+        result = setTransition(session, {}, invocation.words[0]);
+    }
+    if (result.status == ExitStatus::done && invocation.duration_ms) {
+        const Result duration
+            = setTransitionDuration(session, u"transitionDuration"_s, QString::number(*invocation.duration_ms));
+        result = {duration.status, result.lines + duration.lines, result.json + duration.json, duration.error,
+                  duration.hint};
+    }
+    return result;
+}
+
+Result go(KestrelSession& session, const Invocation& invocation)
+{
+    return runTransition(session, invocation.with);
+}
+
+Result cut(KestrelSession& session, const Invocation& /*invocation*/)
+{
+    return runTransition(session, u"Cut"_s);
+}
+
+Result record(KestrelSession& session, const Invocation& invocation)
+{
+    return changeSwitch(session, u"recording"_s, invocation);
+}
+
+Result stream(KestrelSession& session, const Invocation& invocation)
+{
+    return changeSwitch(session, u"streaming"_s, invocation);
+}
+
+Result studio(KestrelSession& session, const Invocation& invocation)
+{
+    return changeSwitch(session, u"studioMode"_s, invocation);
 }
 
 } // namespace Commands

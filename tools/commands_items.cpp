@@ -1,128 +1,135 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
-// The commands that change the items of the scene on air, by a mask for all of them.
-#include "commands.h"
-#include "exitstatus.h"
-#include "report.h"
-#include "wish.h"
+// The commands that change items of the program scene, with one mask for all of them.
+#include "changerequest.h"
+#include "commandtable.h"
+#include "terminal.h"
 
 #include <limits>
 
-using namespace Qt::StringLiterals;
-
 namespace {
 
-// The state of every item of the program scene, seen and set by one mask.
+// One of the two states of every item.
 struct ItemState
 {
-    QString property;
-    bool HostItem::*isSet;
+    QLatin1StringView property;
+    bool SceneItem::*isSet;
+    QLatin1StringView setText;
+    QLatin1StringView clearText;
 };
 
-const ItemState visibility {u"sourceVisibles"_s, &HostItem::isVisible};
-const ItemState locks {u"sourceLocks"_s, &HostItem::isLocked};
+constexpr ItemState visibility {"sourceVisibles"_L1, &SceneItem::isVisible, "shown"_L1, "hidden"_L1};
+constexpr ItemState locks {"sourceLocks"_L1, &SceneItem::isLocked, "locked"_L1, "unlocked"_L1};
 
-QList<bool> current(const Session& session, const ItemState& state)
+QList<bool> current(const KestrelSession& session, const ItemState& state)
 {
     QList<bool> current;
-    const HostState host = session.host();
-    const QList<HostItem> items = host.items(host.program());
-    for (const HostItem& item : items) {
+    const QList<SceneItem> items = session.state().items(session.state().programScene());
+    for (const SceneItem& item : items) {
         current.append(item.*state.isSet);
     }
     return current;
 }
 
-int applyMask(Session& session, const ItemState& state, const QList<bool>& wanted, const QString& outcome)
+Result applyMask(KestrelSession& session, const ItemState& state, const QList<bool>& wanted, const QString& message)
 {
-    const qint32 mask = HostState::mask(wanted);
-    return fulfil(session,
-                  {state.property,
-                   mask,
-                   outcome,
-                   [&session, state, wanted] { return current(session, state) == wanted; },
-                   mask,
-                   {}});
+    return apply(
+        session,
+        {.property = state.property, .value = StudioState::itemMask(wanted), .successMessage = message, .isDone = [&] {
+             return current(session, state) == wanted;
+         }});
 }
 
-// The position of an item named as people do, or, where no item has that name, by its place from the top, the first
-// being 1. Null after a message.
-std::optional<qsizetype> position(const QList<HostItem>& items, const QString& text)
+// The item that has the name, or else the one at that position from the top, the first being 1. Returns its index, or
+// -1 and an error.
+std::pair<qsizetype, Result> findItem(const QList<SceneItem>& items, const QString& text)
 {
     QStringList names;
-    QStringList places;
+    QStringList positions;
     for (qsizetype i = 0; i < items.size(); ++i) {
         names.append(items[i].name);
         if (items[i].name == text) {
-            places.append(QString::number(i + 1));
+            positions.append(QString::number(i + 1));
         }
     }
-    if (places.size() > 1) {
-        Report::refused(u"%1 items are named \"%2\""_s.arg(places.size()).arg(text),
-                        u"Say which by its position: %1"_s.arg(places.join(", "_L1)));
-        return std::nullopt;
+    if (positions.size() > 1) {
+        return {-1,
+                Result::failure(u"%1 items are named \"%2\""_s.arg(positions.size()).arg(text),
+                                u"Give the position of one: %1"_s.arg(positions.join(", "_L1)))};
     }
-    const qsizetype place = places.isEmpty() ? text.toLongLong() : places.first().toLongLong();
-    if (place < 1 || place > items.size()) {
-        noSuch(u"the scene on air has no item"_s, text, names);
-        return std::nullopt;
+    const qsizetype position = positions.isEmpty() ? text.toLongLong() : positions.first().toLongLong();
+    if (position < 1 || position > items.size()) {
+        return {-1, Commands::unknownName(u"the program scene has no item"_s, text, names)};
     }
-    return place - 1;
+    return {position - 1, {}};
+}
+
+// One mask is for all items, so it has to be right for every two that share a bit, named or not.
+Result sharedBitError(const QList<SceneItem>& items, const QList<bool>& wanted)
+{
+    for (qsizetype i = StudioState::maskWidth_bits; i < wanted.size(); ++i) {
+        const qsizetype other = i - StudioState::maskWidth_bits;
+        if (wanted[i] != wanted[other]) {
+            return Result::failure(
+                u"items %1 (%2) and %3 (%4) can only be changed together"_s.arg(other + 1)
+                    .arg(items[other].name)
+                    .arg(i + 1)
+                    .arg(items[i].name),
+                u"The plug-in has %1 bits for the items of a scene. Give both, or change one of them in OBS."_s.arg(
+                    StudioState::maskWidth_bits));
+        }
+    }
+    return {};
 }
 
 } // namespace
 
 namespace Commands {
 
-int setMask(Session& session, const QString& property, const QString& text)
+Result setMask(KestrelSession& session, const QString& property, const QString& text)
 {
     const ItemState& state = property == locks.property ? locks : visibility;
     bool isNumber = false;
     const qlonglong mask = text.toLongLong(&isNumber);
     if (!isNumber || mask < std::numeric_limits<qint32>::min() || mask > std::numeric_limits<quint32>::max()) {
-        return Report::usageError(u"%1 takes a number of 32 bits"_s.arg(state.property));
+        return Result::usageError(u"%1 takes a number of 32 bits"_s.arg(state.property));
     }
     QList<bool> wanted = current(session, state);
     for (qsizetype i = 0; i < wanted.size(); ++i) {
-        wanted[i] = HostState::isSet(static_cast<qint32>(mask), i);
+        wanted[i] = StudioState::isSet(static_cast<qint32>(mask), i);
     }
-    return applyMask(session, state, wanted, u"%1 is %2"_s.arg(state.property).arg(HostState::mask(wanted)));
+    return applyMask(session, state, wanted, u"%1 is %2"_s.arg(state.property).arg(StudioState::itemMask(wanted)));
 }
 
-int changeItems(Session& session, ItemChange change, const QStringList& names)
+Result items(KestrelSession& session, const Invocation& invocation)
 {
-    const bool isLock = change == ItemChange::Lock || change == ItemChange::Unlock;
-    const bool isSet = change == ItemChange::Show || change == ItemChange::Lock;
-    const ItemState& state = isLock ? locks : visibility;
-    const HostState host = session.host();
-    const QList<HostItem> items = host.items(host.program());
+    const QLatin1StringView command = invocation.command->name;
+    const ItemState& state = command.endsWith("lock"_L1) ? locks : visibility;
+    const QList<SceneItem> items = session.state().items(session.state().programScene());
+    const QList<bool> before = current(session, state);
 
-    QList<bool> wanted = current(session, state);
-    QStringList changed;
-    for (const QString& name : names) {
-        const std::optional<qsizetype> place = position(items, name);
-        if (!place) {
-            return ExitStatus::notSeen;
+    QList<bool> wanted = before;
+    QStringList set;
+    QStringList cleared;
+    for (const QString& word : invocation.words) {
+        const auto [index, error] = findItem(items, word);
+        if (index < 0) {
+            return error;
         }
-        wanted[*place] = isSet;
-        changed.append(items[*place].name);
+        const bool isSet = command == "toggle"_L1 ? !before[index] : command == "show"_L1 || command == "lock"_L1;
+        wanted[index] = isSet;
+        (isSet ? set : cleared).append(items[index].name);
     }
-    // One mask is for all items, so it has to be right for every two that share a bit, named or not.
-    for (qsizetype i = HostState::maskBits; i < wanted.size(); ++i) {
-        const qsizetype other = i - HostState::maskBits;
-        if (wanted[i] != wanted[other]) {
-            return Report::refused(
-                u"items %1 (%2) and %3 (%4) can only be changed together"_s.arg(other + 1)
-                    .arg(items[other].name)
-                    .arg(i + 1)
-                    .arg(items[i].name),
-                u"The plug-in has %1 bits for the items of a scene. Name both, or change one of them in the host."_s
-                    .arg(HostState::maskBits));
+    if (const Result error = sharedBitError(items, wanted); error.status != ExitStatus::done) {
+        return error;
+    }
+    QStringList phrases;
+    for (const auto& [names, text] : {std::pair {set, state.setText}, std::pair {cleared, state.clearText}}) {
+        if (!names.isEmpty()) {
+            phrases.append(names.join(", "_L1) + (names.size() == 1 ? " is "_L1 : " are "_L1) + text);
         }
     }
-    const QString outcome = isLock ? (isSet ? u"locked"_s : u"unlocked"_s) : (isSet ? u"shown"_s : u"hidden"_s);
-    return applyMask(session, state, wanted,
-                     changed.join(", "_L1) + (changed.size() == 1 ? " is "_L1 : " are "_L1) + outcome);
+    return applyMask(session, state, wanted, phrases.join("; "_L1));
 }
 
 } // namespace Commands

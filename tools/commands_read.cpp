@@ -1,171 +1,168 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
-// The commands that read.
-#include "commands.h"
-#include "console.h"
-#include "exitstatus.h"
-#include "report.h"
-#include "statetext.h"
-#include "statistics.h"
-#include "table.h"
+// The commands that only read, and what all commands share.
+#include "commandtable.h"
+#include "format.h"
 
-using namespace Qt::StringLiterals;
-using Console::Style;
+#include <QDeadlineTimer>
+#include <QEventLoop>
+
+using namespace std::chrono_literals;
+using Format::Cell;
+using Terminal::Style;
 
 namespace {
 
-QStringList stateNames()
+// For "wait": OBS may be starting.
+constexpr std::chrono::milliseconds startTimeout = 60s;
+constexpr std::chrono::milliseconds retryInterval = 100ms;
+
+QStringList sceneLines(const StudioState& state, const QString& scene)
 {
-    return KestrelClient::statePropertyNames() + QStringList {u"fps"_s};
+    QString title = Terminal::styled(Terminal::printable(scene), Style::Strong);
+    if (scene == state.programScene()) {
+        title += Terminal::styled(u"  program"_s, Style::Program);
+    }
+    if (state.isOn(u"studioMode"_s) && scene == state.previewScene()) {
+        title += Terminal::styled(u"  preview"_s, Style::Preview);
+    }
+    QList<QList<Cell>> rows;
+    const QList<SceneItem> items = state.items(scene);
+    for (const SceneItem& item : items) {
+        rows.append({{"  "_L1 + QString::number(rows.size() + 1)},
+                     {item.name, item.isVisible ? Style::Plain : Style::Faint},
+                     {item.isVisible ? QString() : u"hidden"_s, Style::Faint},
+                     {item.isLocked ? u"locked"_s : QString(), Style::Faint}});
+    }
+    return QStringList {title} + Format::table(rows);
 }
 
-QList<Table::Cell> itemRow(qsizetype position, const HostItem& item)
+Result values(KestrelSession& session, const QStringList& names)
 {
-    return {{"  "_L1 + QString::number(position + 1)},
-            {item.name, item.isVisible ? Style::Plain : Style::Faint},
-            {item.isVisible ? QString() : u"hidden"_s, Style::Faint},
-            {item.isLocked ? u"locked"_s : QString(), Style::Faint}};
+    // The full state was received just now. What it contains is not read again: OBS measures the CPU usage from one
+    // reading to the next, which would be too short.
+    const KestrelClient& client = session.client();
+    QStringList others = names;
+    others.removeIf([&](const QString& name) { return !client.value(name).isUndefined(); });
+    if (!others.isEmpty() && !session.read(others)) {
+        return Commands::connectionLost(session);
+    }
+    Result result;
+    QList<QList<Cell>> rows;
+    for (const QString& name : names) {
+        if (client.value(name).isUndefined()) {
+            return Commands::unknownName(u"there is no property"_s, name, Commands::propertyNames());
+        }
+        result.json.append(Format::json(client, name));
+        rows.append({{name, Style::Strong}, {Format::value(client, name)}});
+    }
+    result.lines = names.size() == 1 ? QStringList {rows[0][1].text} : Format::table(rows);
+    return result;
 }
 
 } // namespace
 
 namespace Commands {
 
-int get(Session& session, const QStringList& names)
+Result unconnected(const KestrelSession& session, quint16 port)
 {
-    // The full state is a moment old. What it holds is not read again: the CPU's use is measured from one reading to
-    // the next, and would be nothing.
-    QStringList others = names;
-    others.removeIf([&](const QString& name) { return !session.client().value(name).isUndefined(); });
-    if (!others.isEmpty() && !session.read(others)) {
-        return Report::connectionLost(session);
-    }
-    for (const QString& name : names) {
-        if (session.client().value(name).isUndefined()) {
-            return Report::refused(u"the plug-in knows no property \"%1\""_s.arg(name), Report::choice(stateNames()));
-        }
-    }
-    Table table;
-    for (const QString& name : names) {
-        if (session.options().isJson || names.size() == 1) {
-            Report::value(session, name);
-        } else {
-            table.addRow({{name, Style::Strong}, {StateText::value(session.client(), name)}});
-        }
-    }
-    table.print();
-    return ExitStatus::done;
+    return Result::failure(
+        u"no connection to the plug-in on port %1: %2"_s.arg(port).arg(session.errorString()),
+        u"Is OBS running, with the plug-in loaded? Its log has a line \"[kestrelbridge]\" with the plug-in's port; "
+        "this was port %1 (choose another with --port). The plug-in's configuration file is %2"_s.arg(port)
+            .arg(KestrelClient::configurationPath()),
+        ExitStatus::noConnection);
 }
 
-int state(Session& session)
+Result connectionLost(const KestrelSession& session)
 {
-    if (session.options().isJson) {
-        return get(session, stateNames());
+    return Result::failure(session.errorString().isEmpty() ? u"the plug-in did not answer"_s
+                                                           : u"the connection ended: "_s + session.errorString(),
+                           u"Is OBS still running?"_s);
+}
+
+Result unknownName(const QString& text, const QString& name, const QStringList& known)
+{
+    return Result::failure(u"%1 \"%2\""_s.arg(text, name),
+                           known.isEmpty() ? u"There are none."_s : u"There are: "_s + known.join(", "_L1));
+}
+
+QStringList propertyNames()
+{
+    return KestrelClient::statePropertyNames() + QStringList {u"fps"_s};
+}
+
+Result version(KestrelSession& /*session*/, const Invocation& /*invocation*/)
+{
+    const QString version = QStringLiteral(KESTREL_VERSION);
+    return {.lines = {"kestrelctl "_L1 + version}, .json = {{{"name"_L1, "version"_L1}, {"value"_L1, version}}}};
+}
+
+Result wait(KestrelSession& session, const Invocation& invocation)
+{
+    const QDeadlineTimer deadline(invocation.timeout.value_or(startTimeout));
+    while (!session.open(invocation.port, std::chrono::milliseconds(deadline.remainingTime()))) {
+        QEventLoop pause;
+        QTimer::singleShot(std::min(retryInterval, std::chrono::milliseconds(deadline.remainingTime())), &pause,
+                           &QEventLoop::quit);
+        pause.exec();
+        if (deadline.hasExpired()) {
+            return unconnected(session, invocation.port);
+        }
     }
-    if (!session.read({})) {
-        return Report::connectionLost(session);
+    return {};
+}
+
+Result get(KestrelSession& session, const Invocation& invocation)
+{
+    return values(session, invocation.words);
+}
+
+Result current(KestrelSession& session, const Invocation& /*invocation*/)
+{
+    return values(session, {u"currentScene"_s});
+}
+
+Result state(KestrelSession& session, const Invocation& /*invocation*/)
+{
+    Result result = values(session, propertyNames());
+    if (result.status != ExitStatus::done) {
+        return result;
     }
-    Table table;
-    for (const QString& name : stateNames()) {
+    QList<QList<Cell>> rows;
+    for (const QString& name : propertyNames()) {
         if (name != "sceneList"_L1) {
-            table.addRow({{name, Style::Strong}, {StateText::value(session.client(), name)}});
+            rows.append({{name, Style::Strong}, {Format::value(session.client(), name)}});
             continue;
         }
-        const QJsonArray scenes = session.host().scenes();
+        const QJsonArray scenes = session.state().scenes();
         for (qsizetype i = 0; i < scenes.size(); ++i) {
-            table.addRow({{i == 0 ? name : QString(), Style::Strong}, {StateText::scene(scenes[i].toObject())}});
+            rows.append({{i == 0 ? name : QString(), Style::Strong}, {Format::scene(scenes[i].toObject())}});
         }
     }
-    table.print();
-    return ExitStatus::done;
+    result.lines = Format::table(rows);
+    return result;
 }
 
-int scenes(Session& session)
+Result scenes(KestrelSession& session, const Invocation& /*invocation*/)
 {
-    if (session.options().isJson) {
-        Report::value(session, u"sceneList"_s);
-        return ExitStatus::done;
+    Result result {.json = {Format::json(session.client(), u"sceneList"_s)}};
+    for (const QString& name : session.state().sceneNames()) {
+        result.lines += sceneLines(session.state(), name);
     }
-    const HostState host = session.host();
-    for (const QString& name : host.sceneNames()) {
-        QString title = Console::styled(Console::printable(name), Style::Strong);
-        if (name == host.program()) {
-            title += Console::styled(u"  on air"_s, Style::Live);
-        }
-        if (host.isOn(u"studioMode"_s) && name == host.preview()) {
-            title += Console::styled(u"  preview"_s, Style::Next);
-        }
-        Console::printLine(title);
-        const QList<HostItem> items = host.items(name);
-        Table table;
-        for (qsizetype i = 0; i < items.size(); ++i) {
-            table.addRow(itemRow(i, items[i]));
-        }
-        table.print();
-    }
-    return ExitStatus::done;
+    return result;
 }
 
-int transitions(Session& session)
+Result transitions(KestrelSession& session)
 {
-    if (session.options().isJson) {
-        Report::value(session, u"transitionsList"_s);
-        return ExitStatus::done;
+    const StudioState state = session.state();
+    QList<QList<Cell>> rows;
+    for (const QString& name : state.transitionNames()) {
+        const bool isCurrent = name == state.transition();
+        rows.append({{name, isCurrent ? Style::Strong : Style::Plain},
+                     {isCurrent ? u"current, %1 ms"_s.arg(state.transitionDuration_ms()) : QString(), Style::Preview}});
     }
-    const HostState host = session.host();
-    Table table;
-    for (const QString& name : host.transitionNames()) {
-        const bool isCurrent = name == host.transition();
-        table.addRow({{name, isCurrent ? Style::Strong : Style::Plain},
-                      {isCurrent ? u"current, %1 ms"_s.arg(host.transitionDuration_ms()) : QString(), Style::Next}});
-    }
-    table.print();
-    return ExitStatus::done;
-}
-
-int isOn(Session& session, const QString& property)
-{
-    const QString time = property + "Time"_L1;
-    const bool hasTime = !session.client().value(time).isUndefined();
-    if (!session.options().isJson) {
-        const bool isOn = session.host().isOn(property);
-        Console::printLine(Report::switchText(property, isOn)
-                           + (isOn && hasTime ? ", "_L1 + StateText::value(session.client(), time) : QString()));
-        return ExitStatus::done;
-    }
-    Report::value(session, property);
-    if (hasTime) {
-        Report::value(session, time);
-    }
-    return ExitStatus::done;
-}
-
-int stats(Session& session)
-{
-    if (!session.read({})) {
-        return Report::connectionLost(session);
-    }
-    Statistics::print(session);
-    return ExitStatus::done;
-}
-
-int names(Session& session, const QString& kind)
-{
-    const HostState host = session.host();
-    QStringList names;
-    if (kind == "items"_L1) {
-        for (const HostItem& item : host.items(host.program())) {
-            names.append(item.name);
-        }
-    } else if (kind == "properties"_L1) {
-        names = stateNames();
-    } else {
-        names = kind == "scenes"_L1 ? host.sceneNames() : host.transitionNames();
-    }
-    for (const QString& name : names) {
-        Console::printLine(Console::printable(name));
-    }
-    return ExitStatus::done;
+    return {.lines = Format::table(rows), .json = {Format::json(session.client(), u"transitionsList"_s)}};
 }
 
 } // namespace Commands

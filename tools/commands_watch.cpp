@@ -1,21 +1,20 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
-// The commands that go on until somebody ends them.
-#include "commands.h"
-#include "console.h"
-#include "exitstatus.h"
-#include "interruption.h"
-#include "report.h"
-#include "statetext.h"
-#include "statistics.h"
+// The commands that run until they are interrupted.
+#include "commandtable.h"
+#include "format.h"
 
+#include <QSocketNotifier>
 #include <QTime>
 
+#include <array>
+#include <csignal>
 #include <utility>
 
-using namespace Qt::StringLiterals;
+#include <unistd.h>
+
 using namespace std::chrono_literals;
-using Console::Style;
+using Terminal::Style;
 
 namespace {
 
@@ -24,125 +23,149 @@ constexpr std::chrono::milliseconds statisticsInterval = 1s;
 
 constexpr qsizetype nameColumns = 20;
 
-// Runs the session until Ctrl-C, or until the plug-in goes, as it does with the host: that is an end like another.
-int follow(Session& session, const Session::Poll& poll)
+std::array<int, 2> signalPipe {};
+
+extern "C" void writeSignal(int /*number*/)
 {
-    bool isOver = false;
-    const Interruption interruption;
-    QObject::connect(&interruption, &Interruption::requested, &session, [&] {
-        isOver = true;
-        session.look();
-    });
-    if (!session.waitFor([&] { return isOver; }, std::nullopt, poll)) {
-        Console::printError(u"kestrelctl: "_s + session.ending());
+    static_cast<void>(!write(signalPipe[1], "", 1));
+}
+
+// Until Ctrl-C, or until the connection ends, as it does with OBS; both are success.
+Result runUntilInterrupted(KestrelSession& session)
+{
+    bool isInterrupted = false;
+    if (pipe(signalPipe.data()) != 0) {
+        return Result::failure(u"no pipe for signals: %1"_s.arg(qt_error_string()));
     }
-    return ExitStatus::done;
+    std::signal(SIGINT, writeSignal);
+    std::signal(SIGTERM, writeSignal);
+    const QSocketNotifier signalNotifier(signalPipe[0], QSocketNotifier::Read);
+    QObject::connect(&signalNotifier, &QSocketNotifier::activated, &session, [&] {
+        isInterrupted = true;
+        session.recheck();
+    });
+    // A pipe reports the end of its reader as an error.
+    QSocketNotifier readerNotifier(STDOUT_FILENO, QSocketNotifier::Exception);
+    readerNotifier.setEnabled(Terminal::isPipe());
+    QObject::connect(&readerNotifier, &QSocketNotifier::activated, &session, &Terminal::endWithoutReader);
+    return session.waitFor([&] { return isInterrupted; }, std::nullopt) ? Result()
+                                                                        : Result {.error = session.errorString()};
+}
+
+// Requests the statistics again and again for as long as the timer lives.
+void poll(QTimer& timer, KestrelClient& client, const QStringList& statistics)
+{
+    QObject::connect(&timer, &QTimer::timeout, &client,
+                     [&client, statistics] { static_cast<void>(client.get(statistics)); });
+    if (!statistics.isEmpty()) {
+        timer.start(statisticsInterval);
+    }
 }
 
 class ChangePrinter
 {
 public:
-    explicit ChangePrinter(Session& session)
+    ChangePrinter(KestrelSession& session, bool isJson)
         : m_session(session)
+        , m_isJson(isJson)
         , m_sceneTexts(sceneTexts())
     {
-        for (const QString& name : Statistics::names()) {
-            m_texts[name] = StateText::value(session.client(), name);
+        for (const QString& name : Format::statisticNames()) {
+            m_texts[name] = Format::value(m_session.client(), name);
         }
     }
 
     void print(const QString& name)
     {
-        const QString text = name == "sceneList"_L1 ? sceneListChange() : StateText::value(m_session.client(), name);
-        if (std::exchange(m_texts[name], text) == text && Statistics::names().contains(name)) {
-            return; // asked for again, and still the same
+        const KestrelClient& client = m_session.client();
+        const QString text = name == "sceneList"_L1 ? sceneListChange() : Format::value(client, name);
+        if (std::exchange(m_texts[name], text) == text && Format::statisticNames().contains(name)) {
+            return; // the answer to a poll, with the value that was printed before
         }
-        if (m_session.options().isJson) {
-            Report::value(m_session, name);
-            return;
-        }
-        Console::printLine(Console::styled(QTime::currentTime().toString(u"HH:mm:ss.zzz"_s), Style::Faint) + "  "_L1
-                           + Console::styled(Console::padded(name, nameColumns), Style::Strong) + text);
+        const QString time = Terminal::styled(QTime::currentTime().toString(u"HH:mm:ss.zzz"_s), Style::Faint);
+        const QString title = Terminal::styled(Terminal::padded(name, nameColumns), Style::Strong);
+        Terminal::print({.lines = {time + "  "_L1 + title + text}, .json = {Format::json(client, name)}}, m_isJson);
     }
 
 private:
     QStringList sceneTexts() const
     {
         QStringList texts;
-        const QJsonArray scenes = m_session.host().scenes();
+        const QJsonArray scenes = m_session.state().scenes();
         for (const QJsonValue scene : scenes) {
-            texts.append(StateText::scene(scene.toObject()));
+            texts.append(Format::scene(scene.toObject()));
         }
         return texts;
     }
 
-    // The scenes that look different now; all of them when only their order or nothing has changed.
+    // The scenes whose text has changed; the names of all scenes if only their order or nothing has changed.
     QString sceneListChange()
     {
         const QStringList before = std::exchange(m_sceneTexts, sceneTexts());
         QStringList changed = m_sceneTexts;
         changed.removeIf([&](const QString& text) { return before.contains(text); });
-        return changed.isEmpty() ? StateText::value(m_session.client(), u"sceneList"_s) : changed.join("; "_L1);
+        return changed.isEmpty() ? Format::value(m_session.client(), u"sceneList"_s) : changed.join("; "_L1);
     }
 
-    Session& m_session;
-    QStringList m_sceneTexts;        // the scenes as last printed
-    QHash<QString, QString> m_texts; // each property as last printed
+    KestrelSession& m_session;
+    const bool m_isJson;
+    QStringList m_sceneTexts;        // as last printed
+    QHash<QString, QString> m_texts; // of each property, as last printed
 };
 
 } // namespace
 
 namespace Commands {
 
-int watch(Session& session, const QStringList& names)
+Result watch(KestrelSession& session, const Invocation& invocation)
 {
-    if (const int status = names.isEmpty() ? state(session) : get(session, names); status != ExitStatus::done) {
-        return status;
+    const QStringList& names = invocation.words;
+    Result before = names.isEmpty() ? state(session, invocation) : get(session, invocation);
+    if (before.status != ExitStatus::done) {
+        return before;
     }
-    if (!session.options().isJson) {
-        Console::printLine(Console::styled(u"-- changes from here on, Ctrl-C ends"_s, Style::Faint));
-    }
-    QStringList statistics = Statistics::names();
-    statistics.removeIf([&](const QString& name) { return !names.contains(name); });
+    before.lines.append(Terminal::styled(u"-- printing changes until Ctrl-C"_s, Style::Faint));
+    Terminal::print(before, invocation.isJson);
 
-    ChangePrinter printer(session);
-    const QObject context;
-    QObject::connect(&session.client(), &KestrelClient::valueChanged, &context, [&](const QString& name) {
+    ChangePrinter printer(session, invocation.isJson);
+    QStringList statistics = Format::statisticNames();
+    statistics.removeIf([&](const QString& name) { return !names.contains(name); });
+    QTimer timer;
+    QObject::connect(&session.client(), &KestrelClient::valueChanged, &timer, [&](const QString& name) {
         if (names.isEmpty() || names.contains(name)) {
             printer.print(name);
         }
     });
-    return follow(session,
-                  {[&] {
-                       if (!statistics.isEmpty()) {
-                           session.client().get(statistics);
-                       }
-                   },
-                   statisticsInterval});
+    poll(timer, session.client(), statistics);
+    return runUntilInterrupted(session);
 }
 
-int watchStats(Session& session)
+Result stats(KestrelSession& session, const Invocation& invocation)
 {
-    const bool isRedrawn = Console::isTerminal() && !session.options().isJson;
-    if (const int status = stats(session); status != ExitStatus::done) {
-        return status;
+    const KestrelClient& client = session.client();
+    if (!session.read({})) {
+        return connectionLost(session);
     }
-    const QObject context;
-    // The figures come in one answer, in their order: it is complete with the last.
-    QObject::connect(&session.client(), &KestrelClient::valueChanged, &context, [&](const QString& name) {
-        if (name != Statistics::names().last()) {
+    if (!invocation.isRepeated) {
+        return Format::statistics(client);
+    }
+    Terminal::print(Format::statistics(client), invocation.isJson);
+    QTimer timer;
+    QObject::connect(&client, &KestrelClient::valueChanged, &timer, [&](const QString& name) {
+        // The statistics arrive in one answer, in their order: it ends with the last.
+        if (name != Format::statisticNames().last()) {
             return;
         }
-        if (isRedrawn) {
-            Console::redraw(Statistics::lines(session));
-            return;
+        Result result = Format::statistics(client);
+        if (Terminal::isTerminal() && !invocation.isJson) {
+            Terminal::redraw(result.lines);
+        } else {
+            result.lines.prepend({});
+            Terminal::print(result, invocation.isJson);
         }
-        if (!session.options().isJson) {
-            Console::printLine({});
-        }
-        Statistics::print(session);
     });
-    return follow(session, {[&] { session.client().get(Statistics::names()); }, statisticsInterval});
+    poll(timer, session.client(), Format::statisticNames());
+    return runUntilInterrupted(session);
 }
 
 } // namespace Commands

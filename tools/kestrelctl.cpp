@@ -1,17 +1,40 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
 // kestrelctl, the controller for the command line.
-#include "commandline.h"
-#include "console.h"
-#include "exitstatus.h"
+#include "arguments.h"
+#include "terminal.h"
 
 #include <QCoreApplication>
 
+#include <clocale>
+
+#include <langinfo.h>
+
+namespace {
+
+Result run(const Invocation& invocation)
+{
+    KestrelSession session(invocation.timeout.value_or(KestrelSession::defaultTimeout));
+    if (!invocation.command->isOffline && !session.open(invocation.port)) {
+        return Commands::unconnected(session, invocation.port);
+    }
+    return invocation.command->run(session, invocation);
+}
+
+} // namespace
+
 int main(int argc, char* argv[])
 {
+    // Qt warns of locales without UTF-8 and then uses UTF-8 all the same.
+    std::setlocale(LC_ALL, "");
+    if (QByteArrayView(nl_langinfo(CODESET)) != "UTF-8") {
+        qputenv("LC_ALL", "C.UTF-8");
+    }
     const QCoreApplication application(argc, argv);
-    CommandLine commandLine;
-    const std::optional<int> status = commandLine.parse(QCoreApplication::arguments());
-    const int result = status ? *status : commandLine.run();
-    return Console::close() ? result : ExitStatus::notSeen;
+
+    const auto parsed = Arguments::parse(QCoreApplication::arguments().mid(1));
+    const auto* const invocation = std::get_if<Invocation>(&parsed);
+    const Result result = invocation != nullptr ? run(*invocation) : std::get<Result>(parsed);
+    Terminal::print(result, invocation != nullptr && invocation->isJson);
+    return Terminal::close() ? result.status : ExitStatus::failed;
 }
