@@ -32,16 +32,13 @@ Result stats(KestrelSession& session, const Invocation& invocation);
 Result wait(KestrelSession& session, const Invocation& invocation);
 Result version(KestrelSession& session, const Invocation& invocation);
 
-Result scene(KestrelSession& session, const Invocation& invocation);
-Result preview(KestrelSession& session, const Invocation& invocation);
-Result items(KestrelSession& session, const Invocation& invocation); // show, hide, toggle, lock, unlock
+Result set(KestrelSession& session, const Invocation& invocation);
+Result setOne(KestrelSession& session, const Invocation& invocation);       // the property in the table
+Result changeSwitch(KestrelSession& session, const Invocation& invocation); // likewise
+Result items(KestrelSession& session, const Invocation& invocation);        // show, hide, toggle, lock, unlock
 Result transition(KestrelSession& session, const Invocation& invocation);
 Result go(KestrelSession& session, const Invocation& invocation);
 Result cut(KestrelSession& session, const Invocation& invocation);
-Result record(KestrelSession& session, const Invocation& invocation);
-Result stream(KestrelSession& session, const Invocation& invocation);
-Result studio(KestrelSession& session, const Invocation& invocation);
-Result set(KestrelSession& session, const Invocation& invocation);
 
 // For the shells: the words are those of an unfinished command line. Returns the candidates for the last one, one per
 // line, each with its description behind a tab if it has one.

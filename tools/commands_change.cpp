@@ -5,6 +5,9 @@
 #include "changerequest.h"
 #include "format.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace {
 
 Result unknownScene(const KestrelSession& session, const QString& scene)
@@ -166,18 +169,6 @@ Result showSwitch(KestrelSession& session, const QString& property)
     return result;
 }
 
-// One of the choices: start, stop, on, off, toggle, status.
-Result changeSwitch(KestrelSession& session, const QString& property, const Invocation& invocation)
-{
-    const QString word = invocation.words.value(0, u"status"_s);
-    if (word == "status"_L1) {
-        return showSwitch(session, property);
-    }
-    const bool isToggle = word == "toggle"_L1;
-    return setSwitch(session, property,
-                     isToggle ? !session.state().isOn(property) : word == "start"_L1 || word == "on"_L1);
-}
-
 // What "set" takes.
 struct WritableProperty
 {
@@ -201,6 +192,23 @@ constexpr WritableProperty writableProperties[] {
     {"studioMode"_L1, "on|off"_L1, setSwitchText},
 };
 
+const WritableProperty* findWritable(const QString& name)
+{
+    const auto found = std::find_if(std::begin(writableProperties), std::end(writableProperties),
+                                    [&](const WritableProperty& property) { return property.name == name; });
+    return found == std::end(writableProperties) ? nullptr : found;
+}
+
+Result setProperty(KestrelSession& session, const QString& name, const QString& text)
+{
+    if (const WritableProperty* const property = findWritable(name)) {
+        return property->set(session, name, text);
+    }
+    const QStringList known = Commands::propertyNames();
+    return known.contains(name) ? Result::failure(name + " can only be read"_L1)
+                                : Commands::unknownName(u"there is no property"_s, name, known);
+}
+
 } // namespace
 
 namespace Commands {
@@ -216,34 +224,30 @@ QStringList writablePropertyNames()
 
 QString valueNotation(const QString& property)
 {
-    for (const WritableProperty& writable : writableProperties) {
-        if (writable.name == property) {
-            return writable.value;
-        }
-    }
-    return {};
+    const WritableProperty* const writable = findWritable(property);
+    return writable != nullptr ? writable->value : QLatin1StringView();
 }
 
 Result set(KestrelSession& session, const Invocation& invocation)
 {
-    const QString& name = invocation.words[0];
-    for (const WritableProperty& property : writableProperties) {
-        if (property.name == name) {
-            return property.set(session, name, invocation.words[1]);
-        }
+    return setProperty(session, invocation.words[0], invocation.words[1]);
+}
+
+Result setOne(KestrelSession& session, const Invocation& invocation)
+{
+    return setProperty(session, invocation.command->property, invocation.words[0]);
+}
+
+Result changeSwitch(KestrelSession& session, const Invocation& invocation)
+{
+    const QString property = invocation.command->property;
+    const QString word = invocation.words.value(0, u"status"_s);
+    if (word == "status"_L1) {
+        return showSwitch(session, property);
     }
-    return propertyNames().contains(name) ? Result::failure(name + " can only be read"_L1)
-                                          : unknownName(u"there is no property"_s, name, propertyNames());
-}
-
-Result scene(KestrelSession& session, const Invocation& invocation)
-{
-    return setProgramScene(session, {}, invocation.words[0]);
-}
-
-Result preview(KestrelSession& session, const Invocation& invocation)
-{
-    return setPreviewScene(session, {}, invocation.words[0]);
+    const bool isToggle = word == "toggle"_L1;
+    return setSwitch(session, property,
+                     isToggle ? !session.state().isOn(property) : word == "start"_L1 || word == "on"_L1);
 }
 
 Result transition(KestrelSession& session, const Invocation& invocation)
@@ -253,11 +257,10 @@ Result transition(KestrelSession& session, const Invocation& invocation)
     }
     Result result;
     if (!invocation.words.isEmpty()) {
-        result = setTransition(session, {}, invocation.words[0]);
+        result = setProperty(session, u"currentTransition"_s, invocation.words[0]);
     }
     if (result.status == ExitStatus::done && invocation.duration_ms) {
-        const Result duration
-            = setTransitionDuration(session, u"transitionDuration"_s, QString::number(*invocation.duration_ms));
+        const Result duration = setProperty(session, u"transitionDuration"_s, QString::number(*invocation.duration_ms));
         result = {duration.status, result.lines + duration.lines, result.json + duration.json, duration.error,
                   duration.hint};
     }
@@ -272,21 +275,6 @@ Result go(KestrelSession& session, const Invocation& invocation)
 Result cut(KestrelSession& session, const Invocation& /*invocation*/)
 {
     return runTransition(session, u"Cut"_s);
-}
-
-Result record(KestrelSession& session, const Invocation& invocation)
-{
-    return changeSwitch(session, u"recording"_s, invocation);
-}
-
-Result stream(KestrelSession& session, const Invocation& invocation)
-{
-    return changeSwitch(session, u"streaming"_s, invocation);
-}
-
-Result studio(KestrelSession& session, const Invocation& invocation)
-{
-    return changeSwitch(session, u"studioMode"_s, invocation);
 }
 
 } // namespace Commands

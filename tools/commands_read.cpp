@@ -118,9 +118,9 @@ Result get(KestrelSession& session, const Invocation& invocation)
     return values(session, invocation.words);
 }
 
-Result current(KestrelSession& session, const Invocation& /*invocation*/)
+Result current(KestrelSession& session, const Invocation& invocation)
 {
-    return values(session, {u"currentScene"_s});
+    return values(session, {invocation.command->property});
 }
 
 Result state(KestrelSession& session, const Invocation& /*invocation*/)

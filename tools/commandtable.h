@@ -22,22 +22,25 @@ struct Command
     QLatin1StringView summary;
     Group group;
     Result (*run)(KestrelSession&, const Invocation&);
-    bool isOffline = false; // called before the session is open
+    QLatin1StringView property {}; // that the command reads or sets, if it is always the same
+    bool isOffline = false;        // called before the session is open
 };
 
 inline constexpr Command commands[] {
     {"state"_L1, ""_L1, "Show every property with its value"_L1, Command::Group::Read, Commands::state},
     {"scenes"_L1, ""_L1, "List every scene with its items"_L1, Command::Group::Read, Commands::scenes},
-    {"current"_L1, ""_L1, "Print the name of the program scene"_L1, Command::Group::Read, Commands::current},
+    {"current"_L1, ""_L1, "Print the name of the program scene"_L1, Command::Group::Read, Commands::current,
+     "currentScene"_L1},
     {"get"_L1, "PROPERTY..."_L1, "Print the values of properties"_L1, Command::Group::Read, Commands::get},
     {"watch"_L1, "[PROPERTY]..."_L1, "Print the state, then every change, until Ctrl-C"_L1, Command::Group::Read,
      Commands::watch},
     {"stats"_L1, ""_L1, "Show the load of OBS and the statistics of its outputs"_L1, Command::Group::Read,
      Commands::stats},
-    {"wait"_L1, ""_L1, "Wait until the plug-in answers"_L1, Command::Group::Read, Commands::wait, true},
-    {"version"_L1, ""_L1, "Print the version of this program"_L1, Command::Group::Read, Commands::version, true},
-    {"scene"_L1, "SCENE"_L1, "Switch to a scene"_L1, Command::Group::Change, Commands::scene},
-    {"preview"_L1, "SCENE"_L1, "Choose the preview scene of studio mode"_L1, Command::Group::Change, Commands::preview},
+    {"wait"_L1, ""_L1, "Wait until the plug-in answers"_L1, Command::Group::Read, Commands::wait, {}, true},
+    {"version"_L1, ""_L1, "Print the version of this program"_L1, Command::Group::Read, Commands::version, {}, true},
+    {"scene"_L1, "SCENE"_L1, "Switch to a scene"_L1, Command::Group::Change, Commands::setOne, "currentScene"_L1},
+    {"preview"_L1, "SCENE"_L1, "Choose the preview scene of studio mode"_L1, Command::Group::Change, Commands::setOne,
+     "previewScene"_L1},
     {"show"_L1, "ITEM..."_L1, "Show items of the program scene"_L1, Command::Group::Change, Commands::items},
     {"hide"_L1, "ITEM..."_L1, "Hide items of the program scene"_L1, Command::Group::Change, Commands::items},
     {"toggle"_L1, "ITEM..."_L1, "Hide the visible and show the hidden of some items"_L1, Command::Group::Change,
@@ -49,13 +52,19 @@ inline constexpr Command commands[] {
     {"go"_L1, ""_L1, "Run the transition of studio mode"_L1, Command::Group::Change, Commands::go},
     {"cut"_L1, ""_L1, "Run the transition \"Cut\", for this once"_L1, Command::Group::Change, Commands::cut},
     {"record"_L1, "[start|stop|toggle|status]"_L1, "Start or stop recording, or show its status"_L1,
-     Command::Group::Change, Commands::record},
+     Command::Group::Change, Commands::changeSwitch, "recording"_L1},
     {"stream"_L1, "[start|stop|toggle|status]"_L1, "Start or stop streaming, or show its status"_L1,
-     Command::Group::Change, Commands::stream},
+     Command::Group::Change, Commands::changeSwitch, "streaming"_L1},
     {"studio"_L1, "[on|off|toggle|status]"_L1, "Turn studio mode on or off, or show its status"_L1,
-     Command::Group::Change, Commands::studio},
+     Command::Group::Change, Commands::changeSwitch, "studioMode"_L1},
     {"set"_L1, "PROPERTY VALUE"_L1, "Set a property"_L1, Command::Group::Change, Commands::set},
-    {"complete"_L1, "WORD..."_L1, "Print candidates for a shell"_L1, Command::Group::Hidden, Commands::complete, true},
+    {"complete"_L1,
+     "WORD..."_L1,
+     "Print candidates for a shell"_L1,
+     Command::Group::Hidden,
+     Commands::complete,
+     {},
+     true},
 };
 
 struct Option
