@@ -15,12 +15,10 @@ import subprocess
 import sys
 import time
 
-ROOT = pathlib.Path(__file__).resolve().parents[1]
-sys.path[:0] = [str(ROOT / "scripts"), str(ROOT / "tests/host")]
+from picture import growth_picture
 
-from controller import Witness  # noqa: E402
-from picture import growth_picture  # noqa: E402
-from privatehost import PrivateHost, collection, free_port  # noqa: E402
+from obskit.obsprocess import ObsProcess, collection, free_port
+from obskit.obswebsocket import ObsWebSocketClient
 
 BUILD = pathlib.Path(os.environ["KESTREL_BUILD"])
 BINARIES = BUILD / "bench"
@@ -56,8 +54,8 @@ class Bench:
 
     def __enter__(self):
         sizes = dict.fromkeys([SMALL, LARGE] + [(n, ITEMS_OF_GROWTH) for n in SCENES])
-        self.host = PrivateHost(BUILD / "benchhost", module=BINARIES / "plugin/kestrelbridge.so",
-                                collections=[scenes_and_items(*size) for size in sizes], witness_port=free_port())
+        self.host = ObsProcess(BUILD / "benchhost", module=BINARIES / "plugin/kestrelbridge.so",
+                                collections=[scenes_and_items(*size) for size in sizes], obs_websocket_port=free_port())
         place = self.host.settings / "plugins/benchhost/bin/64bit"
         place.mkdir(parents=True)
         shutil.copy(BINARIES / "benchmarks/benchhost.so", place)
@@ -66,8 +64,8 @@ class Bench:
         self.host.start()
         self.host.wait_until_listening()
         ports = self.host.wait_for_log(r"\[benchhost\] echo on port (\d+), floor on port (\d+), changes on port (\d+)")
-        self.remote = Witness(self.host.witness_port)
-        self.peers = ["--pid", self.host.pid, "--plugin", self.host.port, "--remote", self.host.witness_port,
+        self.remote = ObsWebSocketClient(self.host.obs_websocket_port)
+        self.peers = ["--pid", self.host.pid, "--plugin", self.host.port, "--remote", self.host.obs_websocket_port,
                       "--host-echo", ports[1], "--bare-echo", bare_echo, "--floor", ports[2],
                       "--changes", ports[3]]
         return self

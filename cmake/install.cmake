@@ -43,6 +43,9 @@ kestrel_compress(${PROJECT_SOURCE_DIR}/CHANGELOG.md changelog)
 install(FILES ${guide} ${PROJECT_BINARY_DIR}/changelog.gz COMPONENT system DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY ${examples} COMPONENT system DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
+install(FILES ${PROJECT_SOURCE_DIR}/client/python/kestrelbridge.py COMPONENT system
+        DESTINATION lib/python3/dist-packages)
+
 if(KESTREL_TOOLS)
   install(TARGETS kestrelctl COMPONENT system DESTINATION ${CMAKE_INSTALL_BINDIR})
 

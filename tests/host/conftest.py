@@ -1,18 +1,15 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
-"""Fixtures: real hosts with the plug-in, each test file with one of its own."""
+"""Fixtures: OBS processes with the plug-in, one of its own for each test file."""
 
 import os
-import pathlib
 import signal
-import sys
 import warnings
 
 import pytest
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts"))
-
-from controller import Controller, connect_witness  # noqa: E402
-from privatehost import PrivateHost, collection, free_port  # noqa: E402
+from obskit.checkedcontroller import CheckedController
+from obskit.obsprocess import ObsProcess, collection, free_port
+from obskit.obswebsocket import connect_to_obs
 
 MODULE = os.environ["KESTREL_MODULE"]
 
@@ -26,12 +23,12 @@ REHEARSAL = collection("Rehearsal", {"Stage": ["Lights", "Floor"], "Off": []}, t
 
 @pytest.fixture(scope="session")
 def new_host(tmp_path_factory):
-    """Makes hosts: new_host(collections=..., module=..., start=True)."""
+    """Starts OBS: new_host(collections=..., module=..., start=True)."""
     hosts = []
 
     def make(module=MODULE, collections=(SHOW, REHEARSAL), start=True, **options):
-        host = PrivateHost(tmp_path_factory.mktemp("host"), module=module, collections=collections,
-                           witness_port=free_port(), **options)
+        host = ObsProcess(tmp_path_factory.mktemp("host"), module=module, collections=collections,
+                          obs_websocket_port=free_port(), **options)
         hosts.append(host)
         if start:
             host.start()
@@ -45,14 +42,14 @@ def new_host(tmp_path_factory):
 
 
 def assert_proper_end(host):
-    """Closes the host; a crash that its own handler caught also ends with status 0, but without the count of leaks.
+    """Closes OBS. A crash that OBS catches also ends with status 0, but without the number of leaks.
 
-    Version 32.2 crashes by itself in one of ten to twenty ends, with and without a plug-in: its destruction thread
-    releases an item whose source is gone. What came before has been checked by then.
+    OBS 32.2 crashes in one of ten to twenty ends, with and without a plug-in: its destruction thread releases an item
+    whose source no longer exists. Everything before the end has been checked by then.
     """
     status = host.stop()
     if status == -signal.SIGSEGV and "OBS 32." in host.log():
-        warnings.warn("the host crashed at its end, as it does by itself")
+        warnings.warn("OBS crashed at its end, as it does without the plug-in")
         return
     assert status == 0
     assert host.leaks() is not None
@@ -60,20 +57,19 @@ def assert_proper_end(host):
 
 @pytest.fixture(scope="module")
 def host(new_host, request):
-    """With the collections that the test file names, or the usual ones."""
+    """With the test file's COLLECTIONS, or the default ones."""
     host = new_host(collections=getattr(request.module, "COLLECTIONS", (SHOW, REHEARSAL)))
     yield host
     assert_proper_end(host)
 
 
 @pytest.fixture(scope="module")
-def witness(host):
-    witness = connect_witness(host)
-    yield witness
-    witness.close()
+def obs_websocket(host):
+    with connect_to_obs(host) as client:
+        yield client
 
 
 @pytest.fixture
 def controller(host):
-    with Controller(host.port) as controller:
+    with CheckedController(host.port) as controller:
         yield controller

@@ -1,9 +1,8 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
-"""Every change of the host is told once, in its order, to all; made by a controller or by somebody else."""
+"""Every change in OBS is pushed once, in order, to all controllers, whether a controller made it or not."""
 
-
-from controller import Controller
-from privatehost import wait_for
+from obskit.checkedcontroller import CheckedController
+from obskit.obsprocess import wait_for
 
 
 def names(pushes):
@@ -14,17 +13,18 @@ def scenes(scene_list):
     return {scene["name"]: [item["name"] for item in scene["sourceList"]] for scene in scene_list}
 
 
-def test_items_of_the_program_scene(host, controller, witness):
-    item = witness.items("Opening")["Clock"]["sceneItemId"]
-    with Controller(host.port) as other:
-        witness("SetSceneItemEnabled", sceneName="Opening", sceneItemId=item, sceneItemEnabled=False)
+def test_items_of_the_program_scene(host, controller, obs_websocket):
+    item = obs_websocket.items("Opening")["Clock"]["sceneItemId"]
+    with CheckedController(host.port) as other:
+        obs_websocket("SetSceneItemEnabled", sceneName="Opening", sceneItemId=item, sceneItemEnabled=False)
         assert controller.expect("sceneList", "sourceVisibles")[1] == other.expect("sceneList", "sourceVisibles")[1] == 5
 
         # One pair an item, before the answer to the request that made the changes.
         controller.send([{"type": "set", "name": "sourceVisibles", "value": 2}, {"name": "sourceVisibles"}])
         assert [controller.expect("sceneList", "sourceVisibles")[1] for _ in range(3)] == [4, 6, 2]
         assert controller.next() == [("sourceVisibles", 2)]
-        assert [item["sceneItemEnabled"] for item in witness.items("Opening").values()] == [False, True, False]
+        enabled = [item["sceneItemEnabled"] for item in obs_websocket.items("Opening").values()]
+        assert enabled == [False, True, False]
         controller.set("sourceVisibles", 2)
         controller.set("sourceVisibles", 7)
         assert names(controller.sync()) == ["sceneList", "sourceVisibles"] * 2
@@ -38,44 +38,44 @@ def test_items_of_the_program_scene(host, controller, witness):
         assert len(other.sync()) == 22
 
 
-def test_items_come_and_go(controller, witness):
-    made = witness("CreateInput", sceneName="Opening", inputName="Crawl", inputKind="color_source_v3",
-                   sceneItemEnabled=True)["sceneItemId"]
+def test_items_come_and_go(controller, obs_websocket):
+    made = obs_websocket("CreateInput", sceneName="Opening", inputName="Crawl", inputKind="color_source_v3",
+                         sceneItemEnabled=True)["sceneItemId"]
     [scene_list] = controller.expect("sceneList")
     assert scenes(scene_list)["Opening"] == ["Crawl", "Title", "Clock", "Wall"]
-    witness("SetSceneItemIndex", sceneName="Opening", sceneItemId=made, sceneItemIndex=0)
+    obs_websocket("SetSceneItemIndex", sceneName="Opening", sceneItemId=made, sceneItemIndex=0)
     assert scenes(controller.expect("sceneList")[0])["Opening"] == ["Title", "Clock", "Wall", "Crawl"]
-    witness("RemoveInput", inputName="Crawl")  # told on the host's graphics thread
+    obs_websocket("RemoveInput", inputName="Crawl")  # OBS emits the signal on its graphics thread
     assert scenes(controller.expect("sceneList")[0])["Opening"] == ["Title", "Clock", "Wall"]
     assert controller.sync() == []
 
 
-def test_scenes_change_are_made_renamed_and_removed(controller, witness):
+def test_scenes_change_are_made_renamed_and_removed(controller, obs_websocket):
     controller.set("sceneList", "Interview")
     pushes = controller.expect("triggerTransition", "sceneList", "currentScene")
     assert [scene["name"] for scene in pushes[1] if scene["isCurrent"]] == [pushes[2]] == ["Interview"]
     assert controller.get("sourceVisibles") == 15
 
-    witness("SetCurrentProgramScene", sceneName="Überblick")
+    obs_websocket("SetCurrentProgramScene", sceneName="Überblick")
     assert controller.expect("triggerTransition", "sceneList", "currentScene")[2] == "Überblick"
     assert controller.get("sourceVisibles") == 0
-    witness("CreateScene", sceneName="Extra")
+    obs_websocket("CreateScene", sceneName="Extra")
     assert "Extra" in scenes(controller.expect("sceneList")[0])
-    witness("SetSceneName", sceneName="Überblick", newSceneName="Übersicht")
+    obs_websocket("SetSceneName", sceneName="Überblick", newSceneName="Übersicht")
     assert "Übersicht" in scenes(controller.expect("sceneList")[0])
-    witness("SetSceneName", sceneName="Übersicht", newSceneName="Überblick")
+    obs_websocket("SetSceneName", sceneName="Übersicht", newSceneName="Überblick")
     controller.set("currentScene", "Extra")
     controller.expect("sceneList", "triggerTransition", "sceneList", "currentScene")
 
-    # The scene on air is removed: the host goes on with another, and nothing is left of it.
-    witness("RemoveScene", sceneName="Extra")
-    controller.wait_for("currentScene", lambda name: name != "Extra")
+    # The program scene is removed: OBS switches to another one.
+    obs_websocket("RemoveScene", sceneName="Extra")
+    controller.wait_for_push("currentScene", lambda name: name != "Extra")
     assert "Extra" not in scenes(controller.get("sceneList"))
     controller.set("currentScene", "Opening")
-    controller.wait_for("currentScene", lambda name: name == "Opening")
+    controller.wait_for_push("currentScene", lambda name: name == "Opening")
 
 
-def test_studio_mode_and_its_transition(controller, witness):
+def test_studio_mode_and_its_transition(controller, obs_websocket):
     controller.set("studioMode", 1)
     assert controller.expect("studioMode", "sceneList", "currentScene", "previewScene")[2:] == ["Opening", "Opening"]
     controller.set("sceneList", "Interview")
@@ -84,10 +84,10 @@ def test_studio_mode_and_its_transition(controller, witness):
     assert [scene["name"] for scene in values[0] if scene["isCurrent"]] == ["Interview"]
 
     # Masks are of the program scene, whatever changes in the preview.
-    item = witness.items("Interview")["Guest"]["sceneItemId"]
-    witness("SetSceneItemEnabled", sceneName="Interview", sceneItemId=item, sceneItemEnabled=False)
+    item = obs_websocket.items("Interview")["Guest"]["sceneItemId"]
+    obs_websocket("SetSceneItemEnabled", sceneName="Interview", sceneItemId=item, sceneItemEnabled=False)
     assert controller.expect("sceneList", "sourceVisibles")[1] == 7
-    witness("SetSceneItemEnabled", sceneName="Interview", sceneItemId=item, sceneItemEnabled=True)
+    obs_websocket("SetSceneItemEnabled", sceneName="Interview", sceneItemId=item, sceneItemEnabled=True)
     controller.expect("sceneList", "sourceVisibles")
 
     controller.set("triggerTransition", False)
@@ -98,13 +98,13 @@ def test_studio_mode_and_its_transition(controller, witness):
     pushes = controller.expect("sceneList", "currentScene", "sceneList", "currentScene", "studioMode", "sceneList",
                                "currentScene", "previewScene")
     assert pushes[4] is False and pushes[6] == "Interview"
-    witness("SetCurrentProgramScene", sceneName="Opening")
+    obs_websocket("SetCurrentProgramScene", sceneName="Opening")
     assert controller.expect("triggerTransition", "sceneList", "currentScene")[2] == "Opening"
 
 
-def test_transitions(controller, witness):
+def test_transitions(controller, obs_websocket):
     def choose_cut():
-        controller.set("currentTransition", "Cut")  # newer hosts pass over it while a transition is running
+        controller.set("currentTransition", "Cut")  # newer versions of OBS ignore it during a transition
         return controller.get("currentTransition") == "Cut"
 
     wait_for(choose_cut, 20, "the other transition")
@@ -113,10 +113,10 @@ def test_transitions(controller, witness):
     assert [entry["name"] for entry in listed if entry["isCurrent"]] == ["Fade"]
     controller.set("transitionDuration", 700)
     assert controller.expect("transitionDuration", "transitionsList")[0] == 700
-    witness("SetCurrentSceneTransitionDuration", transitionDuration=300)
+    obs_websocket("SetCurrentSceneTransitionDuration", transitionDuration=300)
     duration, listed = controller.expect("transitionDuration", "transitionsList")
     assert [duration] == [entry["duration"] for entry in listed if entry["isCurrent"]] == [300]
-    assert controller.sync() == [], "told once a change"
+    assert controller.sync() == [], "one push for each change"
 
 
 def test_a_recording(host, controller):
@@ -125,5 +125,5 @@ def test_a_recording(host, controller):
     wait_for(lambda: controller.get("recordingTime") >= "00:00:02", 20, "a recording time that advances")
     controller.set("recording", -1)
     assert controller.expect("recording") == [False]
-    wait_for(lambda: controller.get("recordingTime") == "00:00:00", 20, "the output's end, a little behind its push")
+    wait_for(lambda: controller.get("recordingTime") == "00:00:00", 20, "the end of the output, which follows its push")
     assert next(host.recordings.iterdir()).stat().st_size > 0

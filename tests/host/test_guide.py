@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
-"""The guide for those who write controllers: what it states is so, and its programs do what they say."""
+"""The protocol guide: its tables agree with the plug-in, and its example programs work."""
 
 import json
 import pathlib
@@ -8,13 +8,14 @@ import subprocess
 import sys
 
 import pytest
-from controller import DOCS, MESSAGE, REQUEST, Controller
-from privatehost import collection
+
+from obskit.checkedcontroller import DOCS, MESSAGE, REQUEST, CheckedController
+from obskit.obsprocess import collection
 
 GUIDE = (DOCS / "protocol.md").read_text()
 MODULE_TESTS = pathlib.Path(__file__).resolve().parents[1] / "module"
 
-# Its list fits no frame.
+# Its sceneList is too long for an ordinary frame.
 LARGE = collection("Large", {"Opening": ["Title", "Clock", "Wall"], "Archive": [f"Item {i}" for i in range(150)]})
 COLLECTIONS = [LARGE]
 
@@ -47,10 +48,10 @@ def test_the_table_of_properties():
 
 
 def test_the_table_of_pushes():
-    told = {tuple(quoted(pushes)) for _, pushes in table("what happens")}
+    rows = {tuple(quoted(pushes)) for _, pushes in table("what happens")}
     golden = "".join((MODULE_TESTS / name).read_text() for name in ("pushes.txt", "sets.txt"))
-    assert told <= {tuple(line.split("|")[-1].split()) for line in golden.splitlines()}
-    assert {name for pushes in told for name in pushes} == {
+    assert rows <= {tuple(line.split("|")[-1].split()) for line in golden.splitlines()}
+    assert {name for pushes in rows for name in pushes} == {
         quoted(name)[0] for name, _, _, _, pushed in table("property") if pushed}
 
 
@@ -81,7 +82,7 @@ def test_the_schema_refuses(form, entry):
 
 
 def test_its_programs(host):
-    with Controller(host.port, long_frames=True) as watcher:
+    with CheckedController(host.port, long_frames=True) as watcher:
         for name, interpreter, hidden, outcome, mask in [
                 ("controller.py", sys.executable, "", "is hidden", 5),
                 ("controller.js", "node", " (hidden)", "is visible", 7)]:

@@ -13,9 +13,10 @@ import subprocess
 import threading
 
 import pytest
-from controller import Controller, frame
+
 from conftest import assert_proper_end
-from privatehost import collection, free_port
+from obskit.checkedcontroller import CheckedController, frame
+from obskit.obsprocess import collection, free_port
 
 CTL = os.environ["KESTREL_CTL"]
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -131,7 +132,7 @@ SCENARIOS = {
 
 @pytest.mark.parametrize("name", SCENARIOS)
 def test_commands(host, name):
-    with Controller(host.port, long_frames=True) as other:
+    with CheckedController(host.port, long_frames=True) as other:
         for line, status, expected, state in SCENARIOS[name]:
             done = run(host, line)
             text, place = expected if isinstance(expected, tuple) else (expected, 0)

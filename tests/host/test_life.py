@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
-"""The module in the host's life: its start, scene collections that come and go, the end."""
+"""The plug-in from the start of OBS to its end, through changes of the scene collection."""
 
 import json
 import re
@@ -7,60 +7,63 @@ import socket
 
 import pytest
 import websocket
+
 from conftest import assert_proper_end
-from controller import Controller, connect_witness
-from privatehost import wait_for
+from obskit.checkedcontroller import CheckedController
+from obskit.obsprocess import wait_for
+from obskit.obswebsocket import connect_to_obs
 
 SWITCHES = 20
 
 
-def visit_collections(witness):
-    """Switches between existing collections and makes new ones; tells what should then be shown."""
+def visit_collections(obs_websocket):
+    """Switches between existing collections and creates new ones; yields what shown() should then return."""
     show = ("Opening", ["Opening", "Interview", "Überblick"], ["Opening"], 7)
     for _ in range(SWITCHES):
-        witness("SetCurrentSceneCollection", sceneCollectionName="Rehearsal")
+        obs_websocket("SetCurrentSceneCollection", sceneCollectionName="Rehearsal")
         yield "Stage", ["Stage", "Off"], ["Stage"], 3
-        witness("SetCurrentSceneCollection", sceneCollectionName="Show")
+        obs_websocket("SetCurrentSceneCollection", sceneCollectionName="Show")
         yield show
     for name in ("Fresh", "Fresh again"):
-        witness("CreateSceneCollection", sceneCollectionName=name)
+        obs_websocket("CreateSceneCollection", sceneCollectionName=name)
         yield "Scene", ["Scene"], ["Scene"], 0
-        witness("SetCurrentSceneCollection", sceneCollectionName="Show")
+        obs_websocket("SetCurrentSceneCollection", sceneCollectionName="Show")
         yield show
 
 
 def shown(controller):
     scene, listed, visibles = controller.get("currentScene", "sceneList", "sourceVisibles")
-    return scene, [entry["name"] for entry in listed], [entry["name"] for entry in listed if entry["isCurrent"]], visibles
+    current = [entry["name"] for entry in listed if entry["isCurrent"]]
+    return scene, [entry["name"] for entry in listed], current, visibles
 
 
 def test_scene_collections_come_and_go(new_host):
     alone = new_host(module=None)
-    witness = connect_witness(alone)
+    obs_websocket = connect_to_obs(alone)
     if "OBS 32." in alone.log():
         try:
-            for _ in visit_collections(witness):
+            for _ in visit_collections(obs_websocket):
                 pass
         except websocket.WebSocketException:
-            pytest.skip("this host does not get through it without the module either")
-    witness.close()
+            pytest.skip("this OBS crashes without the plug-in, too")
+    obs_websocket.close()
     assert_proper_end(alone)
 
     host = new_host()
-    witness = connect_witness(host)
+    obs_websocket = connect_to_obs(host)
     loaded = 1
-    with Controller(host.port) as controller:
-        for expected in visit_collections(witness):
+    with CheckedController(host.port) as controller:
+        for expected in visit_collections(obs_websocket):
             loaded += 1
             wait_for(lambda: shown(controller) == expected, 20, expected)
             if expected[0] == "Scene":
-                # The host tells nobody of the scene of a new collection; its wrapper must be listened to all the same.
+                # OBS emits no event for the scene of a new collection; its signals must be connected all the same.
                 item = {"sceneName": "Scene", "inputName": "New", "inputKind": "color_source_v3"}
-                witness("CreateInput", **item, sceneItemEnabled=True)
-                controller.wait_for("sceneList", lambda scenes: scenes[0]["sourceList"][0]["name"] == "New")
+                obs_websocket("CreateInput", **item, sceneItemEnabled=True)
+                controller.wait_for_push("sceneList", lambda scenes: scenes[0]["sourceList"][0]["name"] == "New")
     assert_proper_end(host)
     if None not in (host.leaks(), alone.leaks()):
-        assert host.leaks() <= loaded * alone.leaks()  # each collection that is loaded costs the host the same
+        assert host.leaks() <= loaded * alone.leaks()  # OBS leaks the same for each collection it loads
     assert "Not all sources were cleared" not in host.log()
 
 
@@ -75,12 +78,12 @@ def test_the_configuration_file_is_repaired(new_host):
     assert host.plugin_config.read_text().endswith("}\n")
 
 
-def test_a_port_in_use_is_told_and_harms_nobody(new_host):
+def test_a_port_in_use_is_logged_and_harmless(new_host):
     host = new_host(start=False)
     with socket.create_server(("127.0.0.1", host.port)):
         with host:
             host.wait_for_log(rf"Server failed to listen on localhost, port {host.port}\n")
-            connect_witness(host).close()
+            connect_to_obs(host).close()
     assert_proper_end(host)
     welcome = re.findall(r"Welcome to KestrelBridge version 1.1.1! You're using OBS (\d+) \((.*)\)", host.log())
     assert len(welcome) == 1
@@ -88,9 +91,9 @@ def test_a_port_in_use_is_told_and_harms_nobody(new_host):
     assert text.startswith(f"{int(number) >> 24}.{(int(number) >> 16) & 255}.{int(number) & 65535}")
 
 
-def test_closing_the_host_ends_every_connection(new_host):
+def test_closing_obs_ends_every_connection(new_host):
     host = new_host()
-    with Controller(host.port) as one, Controller(host.port) as other:
+    with CheckedController(host.port) as one, CheckedController(host.port) as other:
         assert_proper_end(host)
         one.wait_until_closed()
         other.wait_until_closed()

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
-"""What any controller relies on: the full state, requests and answers, frames, liveness."""
+"""The basics of the protocol: the full state, requests and answers, frames, the keep-alive timeout."""
 
 import pathlib
 import re
@@ -7,7 +7,8 @@ import subprocess
 import sys
 
 import pytest
-from controller import Controller, frame
+
+from obskit.checkedcontroller import CheckedController, frame
 
 STATE = ["cpuUsage", "memoryUsage", "freeDisk", "recordingTime", "streamingTime", "totalFrames", "droppedFrames",
          "congestion", "studioMode", "triggerTransition", "streaming", "recording", "sceneList", "currentScene",
@@ -19,8 +20,8 @@ def item(name, position, is_visible=True):
 
 
 def test_the_full_state_comes_first_and_is_true(controller):
-    assert [name for name, _ in controller.state] == STATE
-    state = dict(controller.state)
+    state = {entry["name"]: entry["value"] for entry in controller.full_state}
+    assert list(state) == STATE and len(controller.full_state) == len(STATE)
     assert state["recordingTime"] == state["streamingTime"] == "00:00:00"
     assert (state["totalFrames"], state["droppedFrames"], state["congestion"]) == (0, 0, "0.00%")
     assert [state[switch] for switch in ("studioMode", "triggerTransition", "streaming", "recording")] == [False] * 4
@@ -38,7 +39,7 @@ def test_the_full_state_comes_first_and_is_true(controller):
 
 
 def test_an_answer_is_for_the_requester_alone(host, controller):
-    with Controller(host.port) as bystander:
+    with CheckedController(host.port) as bystander:
         controller.send_bytes(frame({"values": [{"name": "noSuchThing"}, {"name": "streaming"}, 42]}))
         assert controller.next() == [(None, None), ("streaming", False), (None, None)]
         assert bystander.sync() == []
@@ -62,13 +63,13 @@ def test_malformed_input_ends_the_connection_at_once(host, controller, data, lin
 
 
 def test_silence_ends_a_connection_and_half_frames_are_silence(host, controller):
-    silent = Controller(host.port, keeps_alive=False)
-    babbling = Controller(host.port, keeps_alive=False)
+    silent = CheckedController(host.port, keep_alive=False)
+    babbling = CheckedController(host.port, keep_alive=False)
     babbling.send_bytes(b"0042{")
     assert 4.5 < silent.wait_until_closed() < 10
     assert babbling.wait_until_closed() < 5
     assert host.log().count("Connection alive expired. Disconnecting!") == 2
-    assert controller.sync() == [], "who keeps alive stays"
+    assert controller.sync() == [], "the controller that sends keep-alives stays connected"
 
 
 def test_the_example_of_the_readme(host, controller):

@@ -1,19 +1,20 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
-"""A live show with everything against it: large collections, open dialogs, controllers that misbehave."""
+"""Large collections, open dialogs and misbehaving controllers."""
 
 import pathlib
 import socket
 import threading
 import time
 
-from controller import Controller, frame
-from privatehost import collection, wait_for
+from kestrelbridge import Disconnected
+from obskit.checkedcontroller import CheckedController, frame
+from obskit.obsprocess import collection, wait_for
 
 SCENES, ITEMS = 60, 20
 LARGE = collection("Large", {f"Scene {i}": [f"Item {i} {j}" for j in range(ITEMS)] for i in range(SCENES)})
 COLLECTIONS = [LARGE]
 
-# A timer of 10 ms in the host's thread must never wait longer; a slow test machine gets some room.
+# What other controllers may wait for an answer, with room for a slow test machine.
 LONGEST_WAIT = 0.5
 
 
@@ -23,24 +24,24 @@ def resident_mebibytes(host):
             return int(line.split()[1]) // 1024
 
 
-def test_a_large_collection(host, witness):
+def test_a_large_collection(host, obs_websocket):
     refused = host.log().count("NetworkWriter refusing to write")
-    with Controller(host.port) as plain, Controller(host.port, long_frames=True) as agreed:
-        assert (None, None) in plain.state and len(plain.state) == 20
+    with CheckedController(host.port) as plain, CheckedController(host.port, long_frames=True) as agreed:
+        assert {} in plain.full_state and len(plain.full_state) == 20
         scenes = agreed.get("sceneList")
         assert [len(scene["sourceList"]) for scene in scenes] == [ITEMS] * SCENES
         plain.send([{"name": "fps"}, {"name": "sceneList"}, {"name": "streaming"}])
         assert plain.next() == [("fps", "10.00 fps"), (None, None), ("streaming", False)]
 
-        item = witness.items("Scene 0")["Item 0 3"]["sceneItemId"]
-        witness("SetSceneItemEnabled", sceneName="Scene 0", sceneItemId=item, sceneItemEnabled=False)
+        item = obs_websocket.items("Scene 0")["Item 0 3"]["sceneItemId"]
+        obs_websocket("SetSceneItemEnabled", sceneName="Scene 0", sceneItemId=item, sceneItemEnabled=False)
         pushed, mask = agreed.expect("sceneList", "sourceVisibles")
         assert pushed[0]["sourceList"][3] == {"name": "Item 0 3", "isVisible": False, "isLocked": False, "sortIndex": 3}
         assert plain.expect("sourceVisibles") == [mask] == [2 ** ITEMS - 1 - 8]
         # Two full states, one answer, one notification; a line each.
         assert host.log().count("NetworkWriter refusing to write") - refused == 4
 
-        # An answer of several entries that passes a frame leaves as several messages, each as full as fits.
+        # An answer that is too long for a frame is sent as several messages, each as long as fits.
         names = ["transitionsList"] * 120
         plain.send([{"name": name} for name in names])
         messages = []
@@ -51,10 +52,10 @@ def test_a_large_collection(host, witness):
 
 
 def test_one_that_asks_too_much_and_one_that_never_reads(host):
-    with Controller(host.port) as other:
-        # 400 readings of everything in one frame, with and without the agreement, and requests as fast as they go.
+    with CheckedController(host.port) as other:
+        # 400 gets of the longest value in each frame, as fast as the connection takes them.
         flood = frame({"values": [{"name": "sceneList"}] * 400})
-        greedy = Controller(host.port, long_frames=True, keeps_alive=False)
+        greedy = CheckedController(host.port, long_frames=True, keep_alive=False)
         before = resident_mebibytes(host)
         done = threading.Event()
 
@@ -62,7 +63,7 @@ def test_one_that_asks_too_much_and_one_that_never_reads(host):
             try:
                 while not done.is_set():
                     greedy.send_bytes(flood)
-            except OSError:
+            except Disconnected:
                 done.set()
 
         sender = threading.Thread(target=send)
@@ -76,12 +77,12 @@ def test_one_that_asks_too_much_and_one_that_never_reads(host):
         greedy.close()
         assert longest < LONGEST_WAIT
         host.wait_for_log("NetworkConnection::write failed, disconnecting")
-        wait_for(lambda: resident_mebibytes(host) < before + 60, 20, "the memory's return")
+        wait_for(lambda: resident_mebibytes(host) < before + 60, 20, "the release of the memory")
 
 
 def test_frames_that_come_with_the_end_of_the_connection_are_handled(host):
-    with Controller(host.port) as watcher:
-        with Controller(host.port, keeps_alive=False) as hasty:
+    with CheckedController(host.port) as watcher:
+        with CheckedController(host.port, keep_alive=False) as hasty:
             hasty.send_bytes(b"".join(frame({"values": [{"type": "set", "name": "sourceLocks", "value": mask % 2}]})
                                       for mask in range(200)))
         locks = [value for name, value in watcher.sync() if name == "sourceLocks"]
@@ -91,7 +92,7 @@ def test_frames_that_come_with_the_end_of_the_connection_are_handled(host):
 
 
 def test_many_come_and_go(host):
-    with Controller(host.port) as other:
+    with CheckedController(host.port) as other:
         for _ in range(20):
             sockets = [socket.create_connection(("127.0.0.1", host.port)) for _ in range(100)]
             for position, connection in enumerate(sockets):
@@ -102,22 +103,23 @@ def test_many_come_and_go(host):
             other.sync()
         added = host.log().count("[kestrelbridge] Added new connection")
         wait_for(lambda: host.log().count("[kestrelbridge] Deleting dead connection") >= added - 1, 20,
-                 "every connection's deletion")
+                 "the deletion of every connection")
 
 
-def test_a_dialog_left_open(host, witness):
+def test_a_dialog_left_open(host, obs_websocket):
     """Starting a stream without a server opens a modal dialog inside the request that asked for it."""
-    with Controller(host.port, keeps_alive=False) as asking, Controller(host.port) as other:
+    with CheckedController(host.port, keep_alive=False) as asking, CheckedController(host.port) as other:
         asking.set("streaming", 1)
         asking.send([{"name": "fps"}])
         dialog = wait_for(lambda: host.windows("Failed to start streaming"), 20, "the dialog")
-        item = witness.items("Scene 0")["Item 0 0"]["sceneItemId"]
+        item = obs_websocket.items("Scene 0")["Item 0 0"]["sceneItemId"]
         begin = time.monotonic()
-        while time.monotonic() < begin + 7:  # longer than a silent controller is suffered
+        while time.monotonic() < begin + 7:  # longer than the keep-alive timeout of 5 s
             for is_visible in (False, True):
-                witness("SetSceneItemEnabled", sceneName="Scene 0", sceneItemId=item, sceneItemEnabled=is_visible)
-                other.wait_for("sourceVisibles", lambda mask: mask & 1 == is_visible)
-        with Controller(host.port) as late:
+                obs_websocket("SetSceneItemEnabled", sceneName="Scene 0", sceneItemId=item,
+                              sceneItemEnabled=is_visible)
+                other.wait_for_push("sourceVisibles", lambda mask: mask & 1 == is_visible)
+        with CheckedController(host.port) as late:
             assert late.get("fps") == "10.00 fps"
         host.press("Escape", dialog[0])
         while asking.next() != [("fps", "10.00 fps")]:

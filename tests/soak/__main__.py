@@ -1,16 +1,15 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
-"""Works a private host hard for some minutes and watches it: resident memory, threads, answer times, the order and
-completeness of what every controller is told, and the host's end against that of a host without the plug-in.
+"""Changes an OBS without pause for some minutes and checks memory, threads, answer times and pushes.
 
-    scripts/environment python3 scripts/soak.py --minutes 30
+    scripts/environment python3 -m soak --minutes 30
 
-Ten controllers (eight that listen, one that sets, one that misbehaves), edits on threads of the bundled remote, and
-scene collections that come and go. One line a minute; the exit status is 1, and the reason is printed, when something is
-not as it should be.
+Eight controllers compare every push, one sets values, one misbehaves; obs-websocket edits the scene on its own threads
+and switches scene collections. At the end the memory leaks that OBS counts are compared with those of an OBS without
+the plug-in. Prints one line a minute; the exit status is 1, and the reason is printed, when a check fails.
 """
 
 import argparse
-import collections as containers
+import collections
 import hashlib
 import json
 import os
@@ -24,18 +23,17 @@ import tempfile
 import threading
 import time
 
-ROOT = pathlib.Path(__file__).resolve().parents[1]
-sys.path.insert(0, str(ROOT / "tests/host"))
+from websocket import WebSocketException
 
-from websocket import WebSocketException  # noqa: E402
-
-from controller import MARKER, Controller, connect_witness, frame  # noqa: E402
-from privatehost import PrivateHost, collection, free_port, wait_for  # noqa: E402
+from kestrelbridge import KestrelBridgeError
+from obskit.checkedcontroller import MARKER, CheckedController, frame
+from obskit.obsprocess import ObsProcess, collection, free_port, wait_for
+from obskit.obswebsocket import RequestFailed, connect_to_obs
 
 LISTENERS = 8
 EDITING_S = 10
 ALONE_S = 10
-PATIENCE_S = 20
+TIMEOUT_S = 20
 
 ITEMS = [f"Item {number}" for number in range(8)]
 ALL_ITEMS = 2 ** len(ITEMS) - 1
@@ -43,24 +41,24 @@ SHOW = collection("Show", {"Stage": ITEMS, "Break": ["Clock"]}, transition="Cut"
 OTHER = collection("Other", {"Elsewhere": ["Sky"], "Nowhere": []}, transition="Cut")
 
 
-class Violation(Exception):
+class SoakFailure(Exception):
     pass
 
 
 def require(condition, text):
     if not condition:
-        raise Violation(text)
+        raise SoakFailure(text)
 
 
 class Listener(threading.Thread):
-    """Takes in every push and keeps what tells one history from another."""
+    """Receives every push and keeps a digest of them in their order."""
 
     def __init__(self, port):
         super().__init__(daemon=True)
-        self._controller = Controller(port)
+        self._controller = CheckedController(port)
         self._mark = threading.Event()
         self._digest = hashlib.sha256()
-        self.pushes = containers.Counter()
+        self.pushes = collections.Counter()
         self.latest = {}
         self.end = None
         self.start()
@@ -76,20 +74,20 @@ class Listener(threading.Thread):
                 self._digest.update(json.dumps(message).encode())
                 self.latest[name] = value
                 self.pushes[name] += 1
-        except Exception as error:  # whatever it is, the run has failed if this comes before its end
+        except Exception as error:  # any exception before the end of the run is a failure
             self.end = repr(error)
             self._mark.set()
 
     def history(self):
-        """All that was told up to now."""
+        """The digest and the number of all pushes up to now."""
         self._mark.clear()
         self._controller.send([{"name": MARKER}])
-        require(self._mark.wait(PATIENCE_S) and not self.end, f"a listener is not answered: {self.end}")
+        require(self._mark.wait(TIMEOUT_S) and not self.end, f"a listener receives no answer: {self.end}")
         return self._digest.hexdigest(), sum(self.pushes.values())
 
 
-class Hostile(threading.Thread):
-    """Connects again and again: garbage, broken frames, resets, silence, floods of requests without reading."""
+class MisbehavingClient(threading.Thread):
+    """Connects repeatedly: garbage, broken frames, resets, silence, many requests without reading the answers."""
 
     def __init__(self, port):
         super().__init__(daemon=True)
@@ -112,31 +110,31 @@ class Hostile(threading.Thread):
         while True:
             for act in acts:
                 try:
-                    with socket.create_connection(("127.0.0.1", self._port), PATIENCE_S) as peer:
+                    with socket.create_connection(("127.0.0.1", self._port), TIMEOUT_S) as peer:
                         self.connections += 1
                         act(peer)
                 except OSError:
-                    pass  # it was shown the door
+                    pass  # the server closed the connection
                 time.sleep(0.2)
 
 
-class Remote:
-    """Edits by the bundled remote, each on a thread of its own making; with or without the plug-in."""
+class Editor:
+    """Edits through obs-websocket, which executes them on its own threads."""
 
-    def __init__(self, host):
-        self._witness = connect_witness(host)
+    def __init__(self, obs):
+        self._obs_websocket = connect_to_obs(obs)
         self.longest_s = 0
         self.toggles = 0
 
     def call(self, request, **data):
         begin = time.monotonic()
-        answer = self._witness(request, **data)
+        answer = self._obs_websocket(request, **data)
         self.longest_s = max(self.longest_s, time.monotonic() - begin)
         return answer
 
     def edit(self, deadline, beside=lambda: None):
-        """Hides, shows and moves the items on air until then; all of them are visible again at the end."""
-        items = [item["sceneItemId"] for item in self._witness.items("Stage").values()]
+        """Hides, shows and moves the items of the program scene; all are visible again at the end."""
+        items = [item["sceneItemId"] for item in self._obs_websocket.items("Stage").values()]
         position = 0
         while time.monotonic() < deadline:
             item = items[position % len(items)]
@@ -154,23 +152,23 @@ class Remote:
         self.call("RemoveSceneItem", sceneName="Stage", sceneItemId=item["sceneItemId"])
 
     def switch(self, name):
-        self._witness("SetCurrentSceneCollection", sceneCollectionName=name)
+        self._obs_websocket("SetCurrentSceneCollection", sceneCollectionName=name)
 
 
-class Run:
-    def __init__(self, host, longest_s):
-        self._host = host
+class SoakRun:
+    def __init__(self, obs, longest_s):
+        self._obs = obs
         self._longest_s = longest_s
-        self._remote = Remote(host)
-        self._listeners = [Listener(host.port) for _ in range(LISTENERS)]
-        self._setter = Controller(host.port)
-        self._hostile = Hostile(host.port)
+        self._editor = Editor(obs)
+        self._listeners = [Listener(obs.port) for _ in range(LISTENERS)]
+        self._setter = CheckedController(obs.port)
+        self._misbehaving = MisbehavingClient(obs.port)
         self._answer_s = 0
         self._locks = self.switches = 0
         self._first = None
 
     def _status(self, key):
-        for line in pathlib.Path(f"/proc/{self._host.pid}/status").read_text().splitlines():
+        for line in pathlib.Path(f"/proc/{self._obs.pid}/status").read_text().splitlines():
             if line.startswith(key):
                 return int(line.split()[1])
 
@@ -179,10 +177,10 @@ class Run:
         self._setter.sync()
 
     def _await(self, values, *names):
-        wait_for(lambda: self._setter.get(*names) == values, PATIENCE_S, f"{names} to be {values}")
+        wait_for(lambda: self._setter.get(*names) == values, TIMEOUT_S, f"{names} to be {values}")
 
     def _set_locks(self):
-        """All items locked, all unlocked, whatever their order is: a pair of pushes for each."""
+        """Locks all items, then unlocks all: two pushes for each, whatever their order is."""
         for mask in (ALL_ITEMS, 0):
             begin = time.monotonic()
             self._set("sourceLocks", mask)
@@ -190,47 +188,47 @@ class Run:
             self._locks += len(ITEMS)
 
     def _edit(self):
-        """Edits of two at once, then the count of what each listener was told of them."""
+        """Edits from two sides at once, then compares the number of pushes to each listener."""
         before = [dict(listener.pushes) for listener in self._listeners]
-        toggles, locks = self._remote.toggles, self._locks
+        toggles, locks = self._editor.toggles, self._locks
         deadline = time.monotonic() + EDITING_S
         setting = threading.Thread(target=lambda: [self._set_locks() for _ in iter(lambda: time.monotonic() < deadline,
                                                                                   False)])
         setting.start()
-        self._remote.edit(deadline, lambda: time.sleep(0.005))
+        self._editor.edit(deadline, lambda: time.sleep(0.005))
         setting.join()
-        expected = {"sourceVisibles": self._remote.toggles - toggles, "sourceLocks": self._locks - locks}
+        expected = {"sourceVisibles": self._editor.toggles - toggles, "sourceLocks": self._locks - locks}
         self._compare_histories()
         for listener, earlier in zip(self._listeners, before):
-            told = {name: listener.pushes[name] - earlier.get(name, 0) for name in expected}
-            require(told == expected, f"a listener was told of {told}, made were {expected}")
+            pushed = {name: listener.pushes[name] - earlier.get(name, 0) for name in expected}
+            require(pushed == expected, f"a listener received {pushed}, expected {expected}")
             require(listener.latest["sourceVisibles"] == ALL_ITEMS and listener.latest["sourceLocks"] == 0,
                     "the last masks are not those of the scene")
 
     def _compare_histories(self):
-        """Every listener has been told the same in the same order; what is still under way is waited for."""
+        """Waits until every listener has received the same pushes in the same order."""
         def is_same():
             return len({listener.history() for listener in self._listeners}) == 1
-        wait_for(is_same, PATIENCE_S, "the same history at every listener")
+        wait_for(is_same, TIMEOUT_S, "the same history at every listener")
 
     def _visit_studio_mode(self):
         self._set("studioMode", 1)
         self._set("previewScene", "Break")
         self._set("triggerTransition", 1)
         self._await(["Break", "Stage"], "currentScene", "previewScene")
-        self._set("previewScene", "Break")  # the last preview goes on being listened to
+        self._set("previewScene", "Break")  # the signals of the last preview stay connected
         self._set("studioMode", 0)
 
     def _switch(self, name, scene, visibles):
-        """Waits for the end of it, before the next edit."""
-        self._remote.switch(name)
+        """Switches the scene collection and waits until controllers see the new one."""
+        self._editor.switch(name)
         self._await([scene, visibles], "currentScene", "sourceVisibles")
         self.switches += 1
 
     def _change_the_rest(self):
-        self._remote.make_and_remove()
+        self._editor.make_and_remove()
         if not self._first:
-            self._visit_studio_mode()  # in the first minute only: each visit costs the host 1.6 MiB of its own
+            self._visit_studio_mode()  # in the first minute only: OBS itself keeps 1.6 MiB for each time
         self._set("currentScene", "Break")
         self._set("currentScene", "Stage")
         self._switch("Other", "Elsewhere", 1)
@@ -240,64 +238,64 @@ class Run:
 
     def minute(self, number):
         end = time.monotonic() + 60
-        self._answer_s = self._remote.longest_s = 0
+        self._answer_s = self._editor.longest_s = 0
         while time.monotonic() < end:
             self._edit()
             self._change_the_rest()
         resident, threads = self._status("VmRSS:") / 1024, self._status("Threads:")
         self._first = self._first or (resident, threads)
-        print(f"minute {number}: {sum(self._listeners[0].pushes.values())} pushes to each, {self._remote.toggles} edits"
-              f" by the remote, {self.switches} switches, {self._hostile.connections} hostile connections; resident"
+        print(f"minute {number}: {sum(self._listeners[0].pushes.values())} pushes to each, {self._editor.toggles} edits"
+              f" by obs-websocket, {self.switches} switches, {self._misbehaving.connections} misbehaving connections; resident"
               f" {resident:.1f} MiB ({resident - self._first[0]:+.1f}), {threads} threads, longest answer"
-              f" {self._answer_s * 1000:.0f} ms, of the remote {self._remote.longest_s * 1000:.0f} ms", flush=True)
+              f" {self._answer_s * 1000:.0f} ms, of obs-websocket {self._editor.longest_s * 1000:.0f} ms", flush=True)
         require(resident < self._first[0] + 10, "resident memory grows")
-        require(threads <= self._first[1] + 2, "threads come and stay")
-        require(max(self._answer_s, self._remote.longest_s) < self._longest_s, "an answer took too long")
+        require(threads <= self._first[1] + 2, "the number of threads grows")
+        require(max(self._answer_s, self._editor.longest_s) < self._longest_s, "an answer took too long")
 
 
-def host_of_its_own(folder, module):
-    return PrivateHost(folder, module=module, collections=[SHOW, OTHER], witness_port=free_port())
+def soak_obs(folder, module):
+    return ObsProcess(folder, module=module, collections=[SHOW, OTHER], obs_websocket_port=free_port())
 
 
 def leaks_alone(folder):
-    """What the host loses by itself under the same edits, for the one scene collection that it loads."""
-    with host_of_its_own(folder, None) as host:
-        remote = Remote(host)
-        remote.make_and_remove()
-        remote.edit(time.monotonic() + ALONE_S)
-    require(host.leaks() is not None, "the host alone did not end properly")
-    return host.leaks()
+    """The leaks of OBS without the plug-in under the same edits, for the one scene collection that it loads."""
+    with soak_obs(folder, None) as obs:
+        editor = Editor(obs)
+        editor.make_and_remove()
+        editor.edit(time.monotonic() + ALONE_S)
+    require(obs.leaks() is not None, "OBS without the plug-in did not end properly")
+    return obs.leaks()
 
 
-def assert_proper_end(host, allowed):
-    if host.exit_status == -signal.SIGSEGV and "OBS 32." in host.log():
-        print("the host crashed at its end, as version 32.2 does by itself now and then")
+def assert_proper_end(obs, allowed):
+    if obs.exit_status == -signal.SIGSEGV and "OBS 32." in obs.log():
+        print("OBS crashed at its end, as version 32.2 sometimes does without the plug-in")
         return
-    require(host.exit_status == 0, f"the host ended with status {host.exit_status}")
-    require(host.leaks() is not None, "the host did not end properly")
-    require(host.leaks() <= allowed, f"{host.leaks()} leaks, without the plug-in {allowed}")
-    print(f"the host ended with status 0 and {host.leaks()} leaks, without the plug-in {allowed}")
+    require(obs.exit_status == 0, f"OBS ended with status {obs.exit_status}")
+    require(obs.leaks() is not None, "OBS did not end properly")
+    require(obs.leaks() <= allowed, f"{obs.leaks()} leaks, without the plug-in {allowed}")
+    print(f"OBS ended with status 0 and {obs.leaks()} leaks, without the plug-in {allowed}")
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n", maxsplit=1)[0])
     parser.add_argument("--minutes", type=int, default=1)
-    parser.add_argument("--longest", type=float, default=1.0, metavar="SECONDS", help="what an answer may take")
+    parser.add_argument("--longest", type=float, default=1.0, metavar="SECONDS", help="the limit for an answer")
     parser.add_argument("--module", type=pathlib.Path,
                         default=pathlib.Path(os.environ["KESTREL_BUILD"]) / "dev/plugin/kestrelbridge.so")
     arguments = parser.parse_args()
     with tempfile.TemporaryDirectory() as folder:
         leaks_a_load = leaks_alone(pathlib.Path(folder) / "alone")
-        host = host_of_its_own(pathlib.Path(folder) / "soak", arguments.module)
+        obs = soak_obs(pathlib.Path(folder) / "soak", arguments.module)
         try:
-            with host:
-                host.wait_until_listening()
-                run = Run(host, arguments.longest)
+            with obs:
+                obs.wait_until_listening()
+                run = SoakRun(obs, arguments.longest)
                 for number in range(1, arguments.minutes + 1):
                     run.minute(number)
-            assert_proper_end(host, leaks_a_load * (1 + run.switches))
-        except (Violation, OSError, EOFError, WebSocketException) as error:
-            print(f"violated: {error}\n{host.log()[-2000:]}", file=sys.stderr)
+            assert_proper_end(obs, leaks_a_load * (1 + run.switches))
+        except (SoakFailure, KestrelBridgeError, RequestFailed, OSError, WebSocketException) as error:
+            print(f"failed: {error}\n{obs.log()[-2000:]}", file=sys.stderr)
             return 1
     return 0
 

@@ -9,7 +9,7 @@ import socket
 import subprocess
 import sys
 
-from privatehost import PrivateHost, collection, free_port
+from obskit.obsprocess import ObsProcess, collection, free_port
 
 DEFAULT_PORT = 2021
 BUILD = pathlib.Path(os.environ["KESTREL_BUILD"])
@@ -50,7 +50,7 @@ def tour(host):
     for line in demo.stdout:
         print(line, end="", flush=True)
         if PICTURE_CUE in line:
-            host.picture(PICTURE)
+            host.screenshot(PICTURE)
             print(f"picture of the host's window: {PICTURE}", flush=True)
     return demo.wait() or not PICTURE.exists()
 
@@ -72,7 +72,7 @@ def main():
     arguments = parser.parse_args()
 
     PICTURE.unlink(missing_ok=True)
-    host = PrivateHost(BUILD / "tryout", module=BUILD / "dev/plugin/kestrelbridge.so", port=pick_port(),
+    host = ObsProcess(BUILD / "tryout", module=BUILD / "dev/plugin/kestrelbridge.so", port=pick_port(),
                        collections=[TOUR], display=users_display(), preview=True)
     print(f"-- starting OBS Studio with the plug-in; controllers connect to 127.0.0.1:{host.port}", flush=True)
     with host:
@@ -80,7 +80,7 @@ def main():
         status = tour(host) if arguments.demo else watch(host)
         print("-- closing OBS Studio", flush=True)
     if host.exit_status:
-        print(f"the host ended with status {host.exit_status}; its log is {host.folder}/host.log", file=sys.stderr)
+        print(f"the host ended with status {host.exit_status}; its log is {host.folder}/obs.log", file=sys.stderr)
     return 1 if status or host.exit_status else 0
 
 

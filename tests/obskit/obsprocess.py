@@ -1,11 +1,10 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
-"""A real host of one's own: OBS Studio with the plug-in, in a settings folder, on a port and, where there is no
-display, on a virtual screen that nobody else uses.
+"""An OBS Studio process with the plug-in, with settings, a port and, unless a display is given, a screen of its own.
 
-    with PrivateHost(folder, collections=[collection("Show", {"Opening": ["Title", "Backdrop"]})]) as host:
-        host.wait_until_listening()
+    with ObsProcess(folder, collections=[collection("Show", {"Opening": ["Title", "Backdrop"]})]) as obs:
+        obs.wait_until_listening()
         ...
-    assert host.exit_status == 0
+    assert obs.exit_status == 0
 """
 
 import json
@@ -23,7 +22,7 @@ HIGHEST_PORT = 65353
 
 
 def free_port():
-    """A port of the loopback interface that nobody listens on, within the plug-in's range."""
+    """An unused port of the loopback interface, within the plug-in's range."""
     while True:
         with socket.socket() as probe:
             probe.bind(("127.0.0.1", 0))
@@ -33,19 +32,19 @@ def free_port():
 
 
 def wait_for(condition, timeout, what):
-    """Polls until the condition holds and returns what it gave; a TimeoutError tells what was waited for."""
+    """Polls until the condition holds and returns its result; the TimeoutError names what is missing."""
     deadline = time.monotonic() + timeout
     while True:
         result = condition()
         if result:
             return result
         if time.monotonic() > deadline:
-            raise TimeoutError(f"not seen within {timeout} s: {what}")
+            raise TimeoutError(f"not within {timeout} s: {what}")
         time.sleep(0.02)
 
 
 def collection(name, scenes, transition="Fade"):
-    """A scene collection as the host saves it: scenes with their items, top-most first, each a colour of its own."""
+    """A scene collection in the format of OBS: scenes with their items, top-most first, each with its own colour."""
     colours = [0xFF4C566A, 0xFFD08770, 0xFFA3BE8C, 0xFF5E81AC, 0xFFB48EAD, 0xFFEBCB8B]
     sources, items_seen = [], set()
     for scene, items in scenes.items():
@@ -70,19 +69,20 @@ def collection(name, scenes, transition="Fade"):
             "saved_projectors": [], "modules": {}}
 
 
-class PrivateHost:
-    def __init__(self, folder, module=None, port=None, collections=(), display=None, witness_port=None,
+class ObsProcess:
+    def __init__(self, folder, module=None, port=None, collections=(), display=None, obs_websocket_port=None,
                  preview=False):
+        """Writes the settings. Without a module OBS starts with the plug-ins that are installed."""
         self.folder = pathlib.Path(folder).resolve()
         self.settings = self.folder / ".config/obs-studio"
         self.recordings = self.folder / "recordings"
         self.port = port or free_port()
-        self.witness_port = witness_port
+        self.obs_websocket_port = obs_websocket_port
         self.exit_status = None
         self._module = module
         self._display = display
-        self._screen = self._host = None
-        self._log = self.folder / "host.log"
+        self._screen = self._process = None
+        self.log_path = self.folder / "obs.log"
         self._write_settings(collections, preview)
 
     def __enter__(self):
@@ -104,7 +104,7 @@ class PrivateHost:
             "SimpleOutput": {"FilePath": self.recordings, "RecFormat2": "mkv", "RecQuality": "Stream"},
         }
         user = {
-            # The host shows none of its first-run, update or exit dialogs with these.
+            # OBS shows no first-run, update or exit dialog with these.
             "General": {"FirstRun": "true", "LastVersion": 536870912, "ConfirmOnExit": "false"},
             "Basic": {"Profile": "Kestrel", "ProfileDir": "Kestrel"},
             "BasicWindow": {"PreviewEnabled": str(preview).lower()},
@@ -116,10 +116,10 @@ class PrivateHost:
         self._write_ini("basic/profiles/Kestrel/basic.ini", profile)
         for content in collections:
             self._write(f"basic/scenes/{content['name']}.json", json.dumps(content))
-        if self.witness_port:
+        if self.obs_websocket_port:
             self._write("plugin_config/obs-websocket/config.json", json.dumps({
                 "server_enabled": True, "auth_required": False, "first_load": False, "alerts_enabled": False,
-                "server_port": self.witness_port}))
+                "server_port": self.obs_websocket_port}))
         if self._module:
             place = self.settings / "plugins/kestrelbridge/bin/64bit"
             place.mkdir(parents=True)
@@ -145,7 +145,7 @@ class PrivateHost:
             lines += [f"[{section}]"] + [f"{key}={value}" for key, value in entries.items()] + [""]
         self._write(name, "\n".join(lines))
 
-    # Life
+    # The process
 
     def start(self):
         environment = os.environ | {"HOME": str(self.folder), "QT_QPA_PLATFORM": "xcb"}
@@ -153,8 +153,8 @@ class PrivateHost:
             environment["LIBGL_ALWAYS_SOFTWARE"] = "1"
             self._start_screen()
         environment["DISPLAY"] = self._display
-        with open(self._log, "wb") as log:
-            self._host = subprocess.Popen(
+        with open(self.log_path, "wb") as log:
+            self._process = subprocess.Popen(
                 ["obs", "--multi", "--disable-updater", "--disable-shutdown-check", "--disable-missing-files-check"],
                 env=environment, cwd=self.folder, stdin=subprocess.DEVNULL, stdout=log, stderr=log,
                 start_new_session=True)
@@ -168,26 +168,27 @@ class PrivateHost:
             self._display = f":{answer.readline().strip()}"
 
     @property
-    def screen_name(self):
+    def display(self):
+        """The name of the display in use."""
         return self._display
 
     @property
     def pid(self):
-        return self._host.pid
+        return self._process.pid
 
     def is_running(self):
-        return self._host is not None and self._host.poll() is None
+        return self._process is not None and self._process.poll() is None
 
     def log(self):
-        return self._log.read_text(errors="replace") if self._log.exists() else ""
+        return self.log_path.read_text(errors="replace") if self.log_path.exists() else ""
 
     def wait_for_log(self, pattern, timeout=30):
         def found():
             match = re.search(pattern, self.log())
             if not match and not self.is_running():
-                raise RuntimeError(f"the host ended before its log held: {pattern}\n{self.log()[-3000:]}")
+                raise RuntimeError(f"OBS ended before it logged: {pattern}\n{self.log()[-3000:]}")
             return match
-        return wait_for(found, timeout, f"in the host's log: {pattern}")
+        return wait_for(found, timeout, f"in the log of OBS: {pattern}")
 
     def wait_until_listening(self, timeout=60):
         self.wait_for_log(r"\[kestrelbridge\] Server listening on localhost", timeout)
@@ -197,27 +198,27 @@ class PrivateHost:
                               check=False).stdout.split()
 
     def windows(self, name):
-        """The host's visible windows whose title matches."""
+        """The visible windows of OBS whose title matches."""
         return self._on_screen("xdotool", "search", "--onlyvisible", "--pid", str(self.pid), "--name", name)
 
     def press(self, key, window):
         self._on_screen("xdotool", "key", "--window", window, key)
 
-    def picture(self, path):
-        """Saves the host's main window as a picture."""
+    def screenshot(self, path):
+        """Saves the main window of OBS as an image."""
         self._on_screen("import", "-window", self.windows("^OBS ")[0], str(path))
 
     def stop(self, timeout=30):
-        """Closes the host as a user would, its screen after it; its exit status is kept."""
-        if self._host:
+        """Closes OBS as a user would, then its screen. The exit status stays available."""
+        if self._process:
             if self.is_running():
-                self._host.send_signal(signal.SIGINT)
+                self._process.send_signal(signal.SIGINT)
             try:
-                self.exit_status = self._host.wait(timeout)
+                self.exit_status = self._process.wait(timeout)
             except subprocess.TimeoutExpired:
-                self._host.kill()
-                self.exit_status = self._host.wait()
-            self._host = None
+                self._process.kill()
+                self.exit_status = self._process.wait()
+            self._process = None
         if self._screen:
             self._screen.terminate()
             self._screen.wait()
@@ -225,6 +226,6 @@ class PrivateHost:
         return self.exit_status
 
     def leaks(self):
-        """The number of leaks that the host reported at its end; None when it did not end properly."""
+        """The number of memory leaks that OBS logged at its end; None when it did not end properly."""
         match = re.search(r"Number of memory leaks: (\d+)", self.log())
         return int(match.group(1)) if match else None
