@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
-"""Starts a private host with the plug-in and a controller on it: what ./run does once everything is built."""
+"""Starts OBS Studio with the plug-in and a controller: what ./run does once everything is built."""
 
 import argparse
 import os
@@ -9,32 +9,23 @@ import socket
 import subprocess
 import sys
 
+import demo
+from kestrelbridge import DEFAULT_PORT
 from obskit.obsprocess import ObsProcess, collection, free_port
 
-DEFAULT_PORT = 2021
 BUILD = pathlib.Path(os.environ["KESTREL_BUILD"])
-TOOLS = BUILD / "dev/tools"
-PICTURE = BUILD.parent / "demo.png"
-
-TOUR = collection("Tour", {
-    "Opening": ["Title", "Clock", "Wall"],
-    "Interview": ["Lower third", "Guest", "Host", "Backdrop"],
-    "Closing": ["Credits", "Logo", "Curtain"],
-})
-
-# The tour prints this line when the window shows most.
-PICTURE_CUE = "recording; studio mode: preview Closing, program Interview"
+SCREENSHOT = BUILD.parent / "demo.png"
 
 
 def users_display():
-    """The display in use, if there is one that answers."""
+    """The display in use, if it responds."""
     display = os.environ.get("DISPLAY")
-    answers = display and subprocess.run(["xdotool", "getdisplaygeometry"], capture_output=True).returncode == 0
-    return display if answers else None
+    responds = display and subprocess.run(["xdotool", "getdisplaygeometry"], capture_output=True).returncode == 0
+    return display if responds else None
 
 
 def pick_port():
-    """The plug-in's usual port, or another where a host is already using it."""
+    """The default port, or another one if it is in use."""
     with socket.socket() as probe:
         probe.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
         try:
@@ -44,44 +35,57 @@ def pick_port():
             return free_port()
 
 
-def tour(host):
-    """Lets the demo drive the host, and takes the picture on its cue."""
-    demo = subprocess.Popen([TOOLS / "kestreldemo", "--port", str(host.port)], stdout=subprocess.PIPE, text=True)
-    for line in demo.stdout:
-        print(line, end="", flush=True)
-        if PICTURE_CUE in line:
-            host.screenshot(PICTURE)
-            print(f"picture of the host's window: {PICTURE}", flush=True)
-    return demo.wait() or not PICTURE.exists()
+def run_demo(obs):
+    def take_screenshot():
+        obs.screenshot(SCREENSHOT)
+        print(f"  screenshot of OBS: {SCREENSHOT}", flush=True)
+
+    return demo.run(obs.port, take_screenshot) and SCREENSHOT.exists()
 
 
-def watch(host):
-    """Shows state and changes until Ctrl-C or until the host is closed."""
-    watcher = subprocess.Popen([TOOLS / "kestrelctl", "--port", str(host.port), "watch"])
-    signal.signal(signal.SIGTERM, lambda *_: watcher.terminate())
-    while True:
-        try:
-            return watcher.wait()
-        except KeyboardInterrupt:
-            pass  # the watcher has it too, and ends
+def watch(obs):
+    """Shows the state and every change until Ctrl-C or until OBS is closed."""
+    watcher = subprocess.Popen([BUILD / "dev/tools/kestrelctl", "--port", str(obs.port), "watch"])
+    try:
+        return watcher.wait() == 0
+    except KeyboardInterrupt:
+        watcher.send_signal(signal.SIGINT)  # a terminal has done so already, kill has not
+        return watcher.wait() == 0
+
+
+def interrupt(*_):
+    """Ctrl-C, kill, or a terminal that closes: ends the watching, once; OBS is then closed without interruption."""
+    for number in INTERRUPTIONS:
+        signal.signal(number, signal.SIG_IGN)
+    raise KeyboardInterrupt
+
+
+INTERRUPTIONS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 
 
 def main():
-    parser = argparse.ArgumentParser(prog="./run", description="Try the plug-in in a private host.")
-    parser.add_argument("--demo", action="store_true", help="a short tour that needs no person")
+    parser = argparse.ArgumentParser(prog="./run", description="Try the plug-in in an OBS Studio of its own.")
+    parser.add_argument("--demo", action="store_true", help="a short demo that needs no user")
     arguments = parser.parse_args()
+    for number in INTERRUPTIONS:
+        signal.signal(number, interrupt)
 
-    PICTURE.unlink(missing_ok=True)
-    host = ObsProcess(BUILD / "tryout", module=BUILD / "dev/plugin/kestrelbridge.so", port=pick_port(),
-                       collections=[TOUR], display=users_display(), preview=True)
-    print(f"-- starting OBS Studio with the plug-in; controllers connect to 127.0.0.1:{host.port}", flush=True)
-    with host:
-        host.wait_until_listening()
-        status = tour(host) if arguments.demo else watch(host)
+    SCREENSHOT.unlink(missing_ok=True)
+    obs = ObsProcess(BUILD / "tryout", module=BUILD / "dev/plugin/kestrelbridge.so", port=pick_port(),
+                     collections=[collection("Demo", demo.SCENES)], display=users_display(), preview=True)
+    print(f"-- starting OBS Studio with the plug-in; controllers connect to 127.0.0.1:{obs.port}", flush=True)
+    is_done = False
+    try:
+        obs.start()
+        obs.wait_until_listening()
+        is_done = run_demo(obs) if arguments.demo else watch(obs)
+    except KeyboardInterrupt:
+        is_done = not arguments.demo
+    finally:
         print("-- closing OBS Studio", flush=True)
-    if host.exit_status:
-        print(f"the host ended with status {host.exit_status}; its log is {host.folder}/obs.log", file=sys.stderr)
-    return 1 if status or host.exit_status else 0
+        obs.stop()
+    print(f"-- OBS Studio ended with status {obs.exit_status}; its log is {obs.log_path}", flush=True)
+    return 0 if is_done and obs.exit_status == 0 else 1
 
 
 if __name__ == "__main__":
