@@ -199,7 +199,7 @@ class Controller:
             raise Disconnected(f"the connection has ended: {error}") from error
 
     def receive(self, timeout: float | None = None) -> Message:
-        """The entries of the next message, after they have updated "state". Waits without end unless given a timeout."""
+        """The entries of the next message, which have updated "state". Waits without end unless given a timeout."""
         body = self.receive_body(timeout)
         try:
             entries: Message = json.loads(body)["values"]

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
-// Shows what is on air, then hides an item of the scene, or shows it again: node controller.js [ITEM [PORT]]
+// Shows the program scene, then hides one of its items or shows it again: node controller.js [ITEM [PORT]]
 "use strict";
 
 const net = require("node:net");
@@ -31,7 +31,7 @@ function takeMessage() {
 let step = showState;
 
 connection.on("connect", () => {
-    // A long frame says that this controller understands them; the answer will be one if the list is long.
+    // A long frame agrees on long frames; the answer is one if the list is long.
     send([{ type: "get", name: "sceneList" }], true);
     setInterval(() => send([]), 2000);
 });
@@ -47,13 +47,16 @@ connection.on("data", (bytes) => {
     }
 });
 connection.on("error", (error) => console.error(error.message));
-connection.on("close", () => process.exit(1)); // the host's log says why
+connection.on("close", () => process.exit(1)); // the log of OBS says why
 
 function showState() {
     if (!state.sceneList || state.transitionDuration === undefined) { // the last of the full state
         return;
     }
     const scene = state.sceneList.find((scene) => scene.name === state.currentScene);
+    if (!scene) { // OBS has none for a moment when it changes the scene collection
+        return;
+    }
     console.log("on air:", scene.name);
     for (const { name, isVisible } of scene.sourceList) {
         console.log(`  ${name}${isVisible ? "" : " (hidden)"}`);
@@ -62,10 +65,14 @@ function showState() {
         process.exit(0);
     }
     const bit = 1 << scene.sourceList.find(({ name }) => name === item).sortIndex;
-    const wanted = state.sourceVisibles ^ bit;
+    // The mask is not pushed with another scene: make it from the list.
+    const mask = scene.sourceList.reduce((bits, { sortIndex, isVisible }) =>
+        isVisible ? bits | 1 << sortIndex : bits & ~(1 << sortIndex), 0);
+    const wanted = mask ^ bit;
+    delete state.sourceVisibles;
     send([{ type: "set", name: "sourceVisibles", value: wanted }]);
-    step = () => { // a set has no answer: every controller is told of the change
-        if (((state.sourceVisibles ^ wanted) & bit) === 0) {
+    step = () => { // a set has no answer: every controller receives the change
+        if (Number.isInteger(state.sourceVisibles) && ((state.sourceVisibles ^ wanted) & bit) === 0) {
             console.log(item, wanted & bit ? "is visible" : "is hidden");
             process.exit(0);
         }

@@ -16,11 +16,11 @@ def main(item_name=None, port=DEFAULT_PORT):
 
         if item_name:
             bit = next(item_bit(item) for item in scene["sourceList"] if item["name"] == item_name)
-            wanted = (obs.state["sourceVisibles"] ^ bit) & bit
-            obs.set("sourceVisibles", (obs.state["sourceVisibles"] ^ bit) & 0xFFFFFFFF)
-            # A set has no answer: every controller receives the change. Without a scene the mask is "".
-            obs.wait_for(lambda state: state["sourceVisibles"] != "" and state["sourceVisibles"] & bit == wanted)
-            print(item_name, "is visible" if wanted else "is hidden")
+            mask = obs.get("sourceVisibles") ^ bit  # read again: it is not pushed with another scene
+            obs.set("sourceVisibles", mask & 0xFFFFFFFF)
+            # A set has no answer: every controller receives the change.
+            obs.wait_for(lambda state: (state["sourceVisibles"] ^ mask) & bit == 0)
+            print(item_name, "is visible" if mask & bit else "is hidden")
 
 
 try:

@@ -4,11 +4,14 @@
 import json
 import pathlib
 import re
+import socket
 import subprocess
 import sys
+import threading
 
 import pytest
 
+from kestrelbridge import encode_frame
 from obskit.checkedcontroller import DOCS, MESSAGE, REQUEST, CheckedController
 from obskit.obsprocess import collection
 
@@ -81,14 +84,52 @@ def test_the_schema_refuses(form, entry):
     assert not form.is_valid({"values": [entry]})
 
 
+def run_example(name, interpreter, port):
+    return subprocess.run([interpreter, DOCS / "examples" / name, "Clock", str(port)], capture_output=True, text=True,
+                          timeout=20, check=True)
+
+
 def test_its_programs(host):
     with CheckedController(host.port, long_frames=True) as watcher:
         for name, interpreter, hidden, outcome, mask in [
                 ("controller.py", sys.executable, "", "is hidden", 5),
                 ("controller.js", "node", " (hidden)", "is visible", 7)]:
-            program = DOCS / "examples" / name
-            assert program.read_text() in blocks("python") + blocks("js")
-            shown = subprocess.run([interpreter, program, "Clock", str(host.port)], capture_output=True, text=True,
-                                   timeout=20, check=True)
+            assert (DOCS / "examples" / name).read_text() in blocks("python") + blocks("js")
+            shown = run_example(name, interpreter, host.port)
             assert shown.stdout == f"on air: Opening\n  Title\n  Clock{hidden}\n  Wall\nClock {outcome}\n"
             assert watcher.expect("sceneList", "sourceVisibles")[1] == mask
+
+
+def values(**entries):
+    return encode_frame([{"name": name, "type": "set", "value": value} for name, value in entries.items()])
+
+
+@pytest.mark.parametrize("name, interpreter", [("controller.py", sys.executable), ("controller.js", "node")])
+def test_its_programs_during_a_change_of_the_scene_collection(name, interpreter):
+    """The list of scenes is empty at first, and the mask is not pushed with the new scene."""
+    items = [{"name": name, "sortIndex": position, "isVisible": True, "isLocked": False}
+             for position, name in enumerate(("Title", "Clock"))]
+    scene = {"name": "Opening", "sortIndex": 0, "isCurrent": True, "sourceList": items}
+    requested = []
+
+    def serve():
+        connection, _ = server.accept()
+        with connection, connection.makefile("rb") as stream:
+            connection.sendall(values(sceneList=[], currentScene="", sourceVisibles="", transitionDuration=300)
+                               + values(fps="", sceneList=[]) + values(sceneList=[scene]) + values(currentScene="Opening"))
+            while header := stream.read(4):
+                body = stream.read(int(stream.read(8) if header == b"####" else header))
+                for entry in json.loads(body)["values"]:
+                    if entry.get("type") == "set":
+                        requested.append(entry["value"])
+                        connection.sendall(values(sourceVisibles=entry["value"]))
+                    elif entry["name"] == "sourceVisibles":
+                        connection.sendall(values(fps="", sourceVisibles=3))
+
+    with socket.create_server(("127.0.0.1", 0)) as server:
+        thread = threading.Thread(target=serve)
+        thread.start()
+        shown = run_example(name, interpreter, server.getsockname()[1])
+        thread.join()
+    assert shown.stdout == "on air: Opening\n  Title\n  Clock\nClock is hidden\n"
+    assert requested == [1]

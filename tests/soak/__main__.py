@@ -245,8 +245,8 @@ class SoakRun:
         resident, threads = self._status("VmRSS:") / 1024, self._status("Threads:")
         self._first = self._first or (resident, threads)
         print(f"minute {number}: {sum(self._listeners[0].pushes.values())} pushes to each, {self._editor.toggles} edits"
-              f" by obs-websocket, {self.switches} switches, {self._misbehaving.connections} misbehaving connections; resident"
-              f" {resident:.1f} MiB ({resident - self._first[0]:+.1f}), {threads} threads, longest answer"
+              f" by obs-websocket, {self.switches} switches, {self._misbehaving.connections} misbehaving connections;"
+              f" resident {resident:.1f} MiB ({resident - self._first[0]:+.1f}), {threads} threads, longest answer"
               f" {self._answer_s * 1000:.0f} ms, of obs-websocket {self._editor.longest_s * 1000:.0f} ms", flush=True)
         require(resident < self._first[0] + 10, "resident memory grows")
         require(threads <= self._first[1] + 2, "the number of threads grows")

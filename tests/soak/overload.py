@@ -303,7 +303,8 @@ class Overload:
         self.options = options
         scenes = {f"Scene {i}": [f"Item {i} {j}" for j in range(options.items)] for i in range(options.scenes)}
         self.obs = ObsProcess(folder, module=None if options.without_plugin else options.module,
-                               collections=[collection("Large", scenes, transition="Cut")], obs_websocket_port=free_port())
+                              collections=[collection("Large", scenes, transition="Cut")],
+                              obs_websocket_port=free_port())
         self.obs_websocket = None
         self.failures = []
         self.figures = []
@@ -311,9 +312,10 @@ class Overload:
         self.allowance_s = self.allowance_mib = 0  # what OBS takes under the same load without the plug-in
 
     def figure(self, what, value, unit, limit=None):
+        scale = 1000 if unit == "ms" else 1
         exceeds = limit is not None and value > limit
-        bound = "" if limit is None else f" ({'EXCEEDS' if exceeds else 'limit'} {limit * 1000 if unit == 'ms' else limit:g})"
-        self.figures.append(f"{what} {value * 1000 if unit == 'ms' else value:,.0f} {unit}{bound}")
+        bound = "" if limit is None else f" ({'EXCEEDS' if exceeds else 'limit'} {limit * scale:.0f})"
+        self.figures.append(f"{what} {value * scale:,.0f} {unit}{bound}")
         if exceeds:
             self.failures.append(f"{what} exceeds its limit")
 
