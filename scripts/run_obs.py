@@ -15,6 +15,7 @@ from obskit.obsprocess import ObsProcess, collection, free_port
 
 BUILD = pathlib.Path(os.environ["KESTREL_BUILD"])
 SCREENSHOT = BUILD.parent / "demo.png"
+INTERRUPTIONS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 
 
 def users_display():
@@ -54,13 +55,10 @@ def watch(obs):
 
 
 def interrupt(*_):
-    """Ctrl-C, kill, or a terminal that closes: ends the watching, once; OBS is then closed without interruption."""
+    """Ends watch() after Ctrl-C, kill, or the end of the terminal. OBS then closes without further interruption."""
     for number in INTERRUPTIONS:
         signal.signal(number, signal.SIG_IGN)
     raise KeyboardInterrupt
-
-
-INTERRUPTIONS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 
 
 def main():

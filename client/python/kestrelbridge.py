@@ -145,7 +145,7 @@ class Controller:
         answer: Message = []
         deadline = self._deadline(timeout)
         while len(answer) < len(expected):
-            message = self.receive(self._remaining(deadline, f"an answer with {', '.join(names)}"))
+            message = self._receive_before(deadline, f"an answer with {', '.join(names)}")
             rest = expected[len(answer):len(answer) + len(message)]
             if [entry.get("name", name) for entry, name in zip(message, rest)] == rest and (answer or message[0]):
                 answer += message
@@ -175,7 +175,7 @@ class Controller:
         """Receives until the condition holds for the state; returns what the condition returned."""
         deadline = self._deadline(timeout)
         while not (result := condition(self.state)):
-            self._note_push(self.receive(self._remaining(deadline, "the expected change")))
+            self._note_push(self._receive_before(deadline, "the expected change"))
         return result
 
     def program_scene(self) -> dict[str, Any] | None:
@@ -220,7 +220,7 @@ class Controller:
         deadline = self._deadline(None)
         entries: Message = []
         while _LAST_OF_STATE not in self.state:
-            entries += self.receive(self._remaining(deadline, "the full state"))
+            entries += self._receive_before(deadline, "the full state")
         return entries
 
     def receive_body(self, timeout: float | None = None) -> bytes:
@@ -268,11 +268,12 @@ class Controller:
         timeout = self.timeout if timeout is None else timeout
         return None if timeout is None else time.monotonic() + timeout
 
-    @staticmethod
-    def _remaining(deadline: float | None, what: str) -> float | None:
-        if deadline is None:
-            return None
-        remaining = deadline - time.monotonic()
-        if remaining <= 0:
-            raise WaitTimeout(f"not received in time: {what}")
-        return remaining
+    def _receive_before(self, deadline: float | None, what: str) -> Message:
+        remaining = None if deadline is None else deadline - time.monotonic()
+        try:
+            # Without this check pushes that arrive all the time would defer the timeout.
+            if remaining is not None and remaining < 0:
+                raise WaitTimeout
+            return self.receive(remaining)
+        except WaitTimeout:
+            raise WaitTimeout(f"not received in time: {what}") from None

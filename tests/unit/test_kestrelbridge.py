@@ -106,7 +106,7 @@ def test_waiting(plugin):
     assert controller.wait_for(lambda state: state["currentScene"] == "Opening")
     plugin.send(values(streaming=1) + values(streaming=2))
     assert controller.wait_for(lambda state: state["streaming"] == 2 and "seen") == "seen"
-    with pytest.raises(WaitTimeout):
+    with pytest.raises(WaitTimeout, match="in time: the expected change"):
         controller.wait_for(lambda state: state["streaming"] == 3, timeout=0.05)
     plugin.send(encode_frame([{"name": "fps", "value": ""}, {}]))
     with pytest.raises(UnknownProperty, match="noSuchThing"):
@@ -130,7 +130,7 @@ def test_what_ends_a_connection(plugin, data, error):
 
 
 def test_no_connection_and_no_plugin(plugin):
-    with pytest.raises(WaitTimeout):
+    with pytest.raises(WaitTimeout, match="the full state"):
         plugin.connect(b"", timeout=0.05)
     plugin.close()
     with pytest.raises(kestrelbridge.ConnectionFailed, match=f"port {plugin.port}"):
