@@ -31,6 +31,7 @@ Controller::Controller(quint16 port)
 {
     m_socket.connectToHost(QHostAddress(QHostAddress::LocalHost), port);
     waitUntil([this] { return isConnected() || m_socket.state() == QAbstractSocket::UnconnectedState; });
+    m_socket.setSocketOption(QAbstractSocket::LowDelayOption, 1); // a request does not wait for an acknowledgement
 }
 
 void Controller::sendBytes(const QByteArray& bytes)
