@@ -3,6 +3,8 @@
 #include "tests/support/stage.h"
 #include "tests/support/table.h"
 
+#include <QJsonDocument>
+
 #include <functional>
 #include <utility>
 
@@ -27,17 +29,20 @@ private slots:
         QTest::addColumn<QString>("property");
         QTest::addColumn<QJsonValue>("fallback");
         const QJsonValue none(u""_s);
-        const QJsonValue all(7);
+        const auto array = [](const char* json) { return QJsonDocument::fromJson(json).array(); };
         const auto row = [](const char* name, const QString& property, const QJsonValue& fallback, const Loss& lose) {
             QTest::newRow(name) << lose << property << fallback;
         };
         row("scene on air", u"sourceVisibles"_s, none, [](auto& host) { host.currentScene = nullptr; });
         row("scenes", u"sceneList"_s, QJsonArray(), [](auto& host) { host.clearCollection(); });
-        row("one of the scenes", u"sourceVisibles"_s, all, [](auto& host) {
-            obs_source_remove(host.scenes[1]);
-            host.scenes[1] = nullptr;
-        });
-        row("one of the transitions", u"sourceVisibles"_s, all, [](auto& host) { host.transitions[1] = nullptr; });
+        row("one of the scenes", u"sceneList"_s,
+            array(R"([{"isCurrent":false,"name":"Größe","sortIndex":0,"sourceList":[]}])"), [](auto& host) {
+                obs_source_remove(host.scenes[0]);
+                host.scenes[0] = nullptr;
+            });
+        row("one of the transitions", u"transitionsList"_s,
+            array(R"([{"isCurrent":false,"name":"Fade","sortIndex":0}])"),
+            [](auto& host) { host.transitions[0] = nullptr; });
         row("transition", u"currentTransition"_s, none, [](auto& host) { host.currentTransition = nullptr; });
         row("preview in studio mode", u"previewScene"_s, none, [](auto& host) { host.isStudioMode = true; });
         row("profile", u"freeDisk"_s, u"Error"_s,
@@ -65,8 +70,7 @@ private slots:
         Controller controller(server.serverPort());
         QVERIFY(controller.next());
         QTEST(controller.value(property), "fallback");
-        constexpr int lastEvent = 42;
-        for (int event = 0; event <= lastEvent; ++event) {
+        for (int event = 0; event <= OBS_FRONTEND_EVENT_SCREENSHOT_TAKEN; ++event) {
             if (event != OBS_FRONTEND_EVENT_EXIT) {
                 host.raise(event);
             }
@@ -96,6 +100,42 @@ private slots:
         QVERIFY(isInTime && obs_weak_source_expired(scene));
     }
 
+    void endsInsideADialog_data()
+    {
+        QTest::addColumn<QString>("property");
+        QTest::newRow("streaming") << u"streaming"_s;
+        QTest::newRow("recording") << u"recording"_s;
+    }
+
+    void endsInsideADialog()
+    {
+        QFETCH(const QString, property);
+        for (const int value : {0, 1}) {
+            FakeFrontEnd host;
+            auto server = std::make_unique<NetworkServer>(nullptr);
+            auto adapter = std::make_unique<ProtocolAdapter>(server.get());
+            server->start(0);
+            Controller controller(server->serverPort());
+            QVERIFY(controller.next());
+            host.dialog = [&] {
+                server->stop();
+                host.raise(OBS_FRONTEND_EVENT_EXIT);
+                QCoreApplication::processEvents(); // the dialog's event loop
+                adapter.reset();
+                server.reset();
+            };
+            QJsonArray entries;
+            for (int i = 0; i < 3; ++i) { // what follows the first is not handled
+                entries.append(QJsonObject {{"type"_L1, "set"_L1}, {"name"_L1, property}, {"value"_L1, value}});
+                entries.append(QJsonObject {{"name"_L1, "sceneList"_L1}});
+            }
+            controller.sendEntries(entries);
+            QTRY_VERIFY(!controller.isConnected());
+            QVERIFY(!server);
+            QCOMPARE(host.commands.size(), 1);
+        }
+    }
+
     void endsAnywhere_data() { addTable(QFINDTESTDATA("pushes.txt"), {"script", "heard"}); }
 
     void endsAnywhere()
@@ -103,13 +143,13 @@ private slots:
         QFETCH(QString, script);
         const QStringList steps = script.remove(u'!').trimmed().split(", "_L1).mid(0, 2);
         for (qsizetype position = 0; position <= steps.size(); ++position) {
-            for (const int end : {OBS_FRONTEND_EVENT_SCENE_COLLECTION_CLEANUP, OBS_FRONTEND_EVENT_EXIT}) {
+            for (const QString& end : {u"event SCENE_COLLECTION_CLEANUP"_s, u"event EXIT"_s}) {
                 Stage stage;
                 const auto controller = stage.controller();
                 const OBSWeakSourceAutoRelease scene = obs_source_get_weak_source(stage.host.scenes[0]);
                 const OBSWeakSourceAutoRelease transition = obs_source_get_weak_source(stage.host.transitions[0]);
                 QStringList changed = steps;
-                changed.insert(position, u"event %1"_s.arg(end));
+                changed.insert(position, end);
                 for (const QString& step : changed) {
                     stage.host.perform(step);
                     controller->set(u"sourceVisibles"_s, 5);
@@ -118,10 +158,10 @@ private slots:
                 if (stage.host.callbacks.empty()) {
                     continue; // the host raises no event after its exit
                 }
-                QVERIFY(end != OBS_FRONTEND_EVENT_EXIT);
-                // Whatever came before or behind it, the next cleanup lets go of everything.
+                QVERIFY(end != "event EXIT"_L1);
+                // After any steps the next cleanup releases everything.
                 stage.host.clearCollection();
-                stage.host.raise(end);
+                stage.host.perform(end);
                 Host::settle();
                 QVERIFY(obs_weak_source_expired(scene) && obs_weak_source_expired(transition));
             }

@@ -42,7 +42,7 @@ private slots:
 
     void sendsFullState()
     {
-        m_stage->host.perform(u"hide 0, lock 2"_s);
+        m_stage->host.perform(u"hide item A, lock item C"_s);
         Controller controller(m_stage->server.serverPort());
         const QJsonArray received = controller.next().value_or(QJsonObject())["values"_L1].toArray();
         const QJsonDocument golden = QJsonDocument::fromJson(contents(QFINDTESTDATA("state.json")));
@@ -59,6 +59,44 @@ private slots:
         QVERIFY(controller.read(u"cpuUsage"_s).toString().endsWith(u'%'));
         QVERIFY(controller.read(u"memoryUsage"_s).toString().remove(" MB"_L1).toDouble() > 1);
         QVERIFY(controller.untilAnswer().isEmpty()); // nothing of what happened before
+    }
+
+    void showsAnyName()
+    {
+        const QByteArray name = "a\"b\\\x01\t\xff" + QByteArray(3000, 'x');
+        obs_source_set_name(m_stage->host.scenes[0], ("scene " + name).constData());
+        obs_source_set_name(obs_sceneitem_get_source(m_stage->host.items[0]), name.constData());
+        const auto controller = m_stage->controller();
+        const QJsonValue scene("scene "_L1 + QString::fromUtf8(name));
+        QCOMPARE(controller->read(u"sceneList"_s)[0]["name"_L1], scene);
+        QCOMPARE(controller->value(u"sceneList"_s)[0]["sourceList"_L1][0]["name"_L1], QString::fromUtf8(name));
+        QCOMPARE(controller->value(u"currentScene"_s), scene);
+    }
+
+    void sendsAtOnce()
+    {
+        const FrozenClock clock; // no idle pass runs, which would send what is left
+        for (int i = 0; i < 20; ++i) {
+            Controller controller(m_stage->server.serverPort());
+            QVERIFY(controller.next());
+            m_stage->host.perform(u"event SCENE_LIST_CHANGED"_s);
+            QVERIFY(controller.next());
+            QCOMPARE(controller.untilAnswer(), QStringList());
+        }
+    }
+
+    void showsStreamFigures()
+    {
+        obs_output stream {.congestion = 0.125, .totalFrames = 5400, .droppedFrames = 54, .frameTime_ns = 33'333'333};
+        m_stage->host.streamingOutput = &stream;
+        const auto controller = m_stage->controller();
+        QCOMPARE(controller->value(u"congestion"_s), QJsonValue(u"12.50%"_s));
+        QCOMPARE(controller->value(u"totalFrames"_s), QJsonValue(5400));
+        QCOMPARE(controller->value(u"droppedFrames"_s), QJsonValue(54));
+        QCOMPARE(controller->value(u"streamingTime"_s), QJsonValue(u"00:02:59"_s));
+        QCOMPARE(controller->value(u"recordingTime"_s), QJsonValue(u"00:00:00"_s));
+        m_stage->host.perform(u"event EXIT"_s);
+        QCOMPARE(stream.references, 0);
     }
 
     void answers_data() { addTable(QFINDTESTDATA("requests.txt"), {"entries", "answer"}); }
@@ -80,7 +118,7 @@ private slots:
         const QJsonObject set
             = QJsonDocument::fromJson(tag.section("} "_L1, 0, 0, QString::SectionIncludeTrailingSep).toUtf8()).object();
         if (tag.endsWith("in studio mode"_L1)) {
-            m_stage->host.perform(u"preset 0"_s);
+            m_stage->host.perform(u"in studio mode with preview Main"_s);
         }
         const auto controller = m_stage->controller();
         controller->set(set["name"_L1].toString(), set.value("value"_L1));
@@ -129,7 +167,7 @@ private slots:
         const auto controller = m_stage->controller();
         const QStringList pair {u"sceneList"_s, u"sourceVisibles"_s};
         const std::vector<obs_sceneitem_t*>& items = m_stage->host.items;
-        m_stage->host.perform(u"preset 1"_s); // the masks are the program scene's all the same
+        m_stage->host.perform(u"in studio mode with preview Größe"_s); // the masks are the program scene's all the same
         controller->set(u"sourceVisibles"_s, 2);
         QCOMPARE(controller->untilAnswer(), pair + pair); // A and C
         controller->set(u"sourceVisibles"_s, 5);
@@ -140,7 +178,7 @@ private slots:
         QCOMPARE(controller->untilAnswer(), QStringList());
 
         for (int i = 3; i < 33; ++i) { // now 33 items, A, B and C at the bottom
-            m_stage->host.perform(u"add %1, event 0"_s.arg(i));
+            m_stage->host.perform(u"add item %1, event STREAMING_STARTING"_s.arg(i));
         }
         controller->untilAnswer();
         controller->set(u"sourceLocks"_s, 2147483648.0); // bit 31, without a sign: B
@@ -157,9 +195,9 @@ private slots:
     void marksThePreviewScene()
     {
         const auto controller = m_stage->controller();
-        for (const QString& script : {u"studio 1"_s, u"preview 1"_s, u"studio 0"_s}) {
+        for (const QString& script : {u"studio mode on"_s, u"preview scene Größe"_s, u"studio mode off"_s}) {
             m_stage->host.perform(script);
-            const bool isSecond = script == "preview 1"_L1;
+            const bool isSecond = script == u"preview scene Größe"_s;
             const QJsonValue list = controller->read(u"sceneList"_s);
             QCOMPARE(list[0]["isCurrent"_L1], QJsonValue(!isSecond));
             QCOMPARE(list[1]["isCurrent"_L1], QJsonValue(isSecond));
@@ -183,9 +221,9 @@ private slots:
     void fitsLargeScenesIntoFrames()
     {
         for (int i = 0; i < 150; ++i) {
-            m_stage->host.perform(u"add item %1"_s.arg(i));
+            m_stage->host.perform(u"add item Number%1"_s.arg(i));
         }
-        m_stage->host.perform(u"event 0"_s); // an event comes after all that was signalled before it
+        m_stage->host.perform(u"event STREAMING_STARTING"_s); // an event comes after all that was signalled before it
         Controller controller(m_stage->server.serverPort());
         const QString state = Controller::namesIn(controller.next().value_or(QJsonObject()));
         QVERIFY(state.contains("recording {} currentScene"_L1)); // the list alone is too long
@@ -225,14 +263,20 @@ private slots:
         QTest::addColumn<QString>("heard");
         QTest::newRow("nothing announced") << ""
                                            << "sceneList currentScene transitionsList";
-        QTest::newRow("scene announced") << "event 8, event 24"
+        QTest::newRow("scene announced") << "event SCENE_CHANGED, event PREVIEW_SCENE_CHANGED"
                                          << "sceneList currentScene transitionsList";
-        QTest::newRow("transition announced") << "event 10"
+        QTest::newRow("transition announced") << "event TRANSITION_CHANGED"
                                               << "transitionsList sceneList currentScene";
-        QTest::newRow("transitions announced") << "event 12"
+        QTest::newRow("transitions announced") << "event TRANSITION_LIST_CHANGED"
                                                << "transitionsList sceneList currentScene";
-        QTest::newRow("all announced") << "event 12, event 8"
+        QTest::newRow("all announced") << "event TRANSITION_LIST_CHANGED, event SCENE_CHANGED"
                                        << "transitionsList sceneList currentScene";
+        QTest::newRow("nothing announced, in studio mode")
+            << ""
+            << "sceneList currentScene sceneList currentScene previewScene transitionsList";
+        QTest::newRow("scenes announced, in studio mode")
+            << "event SCENE_CHANGED, event PREVIEW_SCENE_CHANGED"
+            << "sceneList currentScene sceneList currentScene previewScene transitionsList";
     }
 
     void switchesCollections()
@@ -241,15 +285,18 @@ private slots:
         FakeFrontEnd& host = m_stage->host;
         const auto controller = m_stage->controller();
         const OBSWeakSourceAutoRelease scene = obs_source_get_weak_source(host.scenes[0]);
+        const OBSWeakSourceAutoRelease preview = obs_source_get_weak_source(host.scenes[1]);
         const OBSWeakSourceAutoRelease input = obs_source_get_weak_source(obs_sceneitem_get_source(host.items[0]));
         const OBSWeakSourceAutoRelease transition = obs_source_get_weak_source(host.transitions[0]);
-        host.perform(u"hide 0, event 34"_s);
+        const bool isStudioMode = QByteArrayView(QTest::currentDataTag()).endsWith("in studio mode");
+        host.perform(isStudioMode ? u"studio mode on, preview scene Größe"_s : u""_s);
+        host.perform(u"hide item A, event SCENE_COLLECTION_CHANGING"_s);
         host.clearCollection();
         controller->untilAnswer();
-        host.perform(u"event 25"_s);
+        host.perform(u"event SCENE_COLLECTION_CLEANUP"_s);
         QCOMPARE(controller->untilAnswer(), QStringList());
         Host::settle();
-        QVERIFY(obs_weak_source_expired(scene) && obs_weak_source_expired(input)
+        QVERIFY(obs_weak_source_expired(scene) && obs_weak_source_expired(preview) && obs_weak_source_expired(input)
                 && obs_weak_source_expired(transition));
         for (const char* name : {"currentScene", "currentTransition", "sourceVisibles", "sourceLocks"}) {
             QCOMPARE(controller->read(QString::fromLatin1(name)), QJsonValue(u""_s));
@@ -257,28 +304,57 @@ private slots:
 
         host.items.push_back(Host::addItem(host.addScene("Fresh"), "F"));
         host.addTransition("Swipe");
+        host.previewScene = host.currentScene;
         host.perform(script);
-        host.perform(u"event 13"_s);
+        host.perform(u"event SCENE_COLLECTION_CHANGED"_s);
         QTEST(controller->untilAnswer().join(u' '), "heard");
         QCOMPARE(controller->value(u"currentScene"_s), QJsonValue(u"Fresh"_s));
+        QCOMPARE(controller->value(u"previewScene"_s), QJsonValue(isStudioMode ? u"Fresh"_s : u""_s));
         QCOMPARE(controller->value(u"transitionsList"_s)[0]["isCurrent"_L1], QJsonValue(true));
-        host.perform(u"hide 0"_s);
-        QCOMPARE(controller->untilAnswer().join(u' '), u"sceneList sourceVisibles"_s);
+        host.perform(u"hide item F"_s); // of the program scene, and of the preview
+        const QStringList pair {u"sceneList"_s, u"sourceVisibles"_s};
+        QCOMPARE(controller->untilAnswer(), isStudioMode ? pair + pair : pair);
     }
 
-    void letsARemovedSceneGo()
+    void releasesRemovedItem()
+    {
+        const auto controller = m_stage->controller();
+        const OBSWeakSourceAutoRelease input
+            = obs_source_get_weak_source(obs_sceneitem_get_source(m_stage->host.items[1]));
+        m_stage->host.perform(u"remove item B"_s);
+        QCOMPARE(controller->untilAnswer(), QStringList {u"sceneList"_s});
+        Host::settle();
+        QVERIFY(obs_weak_source_expired(input));
+    }
+
+    void releasesRemovedPreviewScene()
+    {
+        FakeFrontEnd& host = m_stage->host;
+        const auto controller = m_stage->controller();
+        const OBSWeakSourceAutoRelease scene = obs_source_get_weak_source(host.scenes[1]);
+        host.perform(u"studio mode on, preview scene Größe"_s);
+        controller->untilAnswer();
+        host.perform(u"remove scene Größe"_s);
+        host.previewScene = nullptr;
+        host.scenes.pop_back();
+        QCOMPARE(controller->untilAnswer(), QStringList {u"sceneList"_s});
+        QVERIFY(obs_weak_source_expired(scene));
+        QCOMPARE(controller->read(u"previewScene"_s), QJsonValue(u""_s));
+    }
+
+    void releasesRemovedScene()
     {
         FakeFrontEnd& host = m_stage->host;
         const auto controller = m_stage->controller();
         const OBSWeakSourceAutoRelease scene = obs_source_get_weak_source(host.scenes[0]);
-        host.perform(u"end"_s);
+        host.perform(u"remove scene Main"_s);
         host.currentScene = host.scenes[1];
         host.scenes.erase(host.scenes.begin());
         QCOMPARE(controller->untilAnswer(), QStringList {u"sceneList"_s});
         QTRY_VERIFY(obs_weak_source_expired(scene));
         controller->set(u"sourceVisibles"_s, 0);
         QCOMPARE(controller->read(u"currentScene"_s), QJsonValue(u""_s));
-        host.perform(u"event 8"_s);
+        host.perform(u"event SCENE_CHANGED"_s);
         QCOMPARE(controller->read(u"currentScene"_s), QJsonValue(u"Größe"_s));
     }
 

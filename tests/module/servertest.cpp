@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
-#include "network/networklimits.h"
 #include "network/networkserver.h"
 #include "support/log.h"
 #include "tests/support/controller.h"
+#include "tests/support/frozenclock.h"
 #include "tests/support/logcapture.h"
 
 #include <QAbstractEventDispatcher>
-#include <QElapsedTimer>
 #include <QHostAddress>
 #include <QPointer>
 #include <QScopeGuard>
@@ -18,6 +17,7 @@
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 using Ending = std::function<void(std::unique_ptr<NetworkServer>&, Controller&)>;
 Q_DECLARE_METATYPE(Ending)
 
@@ -60,7 +60,6 @@ private slots:
 
     void relaysAndWrites()
     {
-        QVERIFY(!m_server->writeAll(QJsonObject())); // nobody there
         const auto first = connectController();
         const auto second = connectController();
         QCOMPARE(takeLog(), u"announced/Added new connection/announced/Added new connection"_s);
@@ -89,6 +88,9 @@ private slots:
             if (i % 3 == 0) {
                 m_server->flush();
             }
+            if (i >= messages - 200 && i % 10 == 0) {
+                controller->readAvailable(); // the system takes some more, which must not pass what is queued
+            }
         }
         for (int i = 0; i < messages; ++i) {
             QCOMPARE(controller->next().value_or(QJsonObject()).value("number"_L1).toInt(-1), i);
@@ -108,12 +110,20 @@ private slots:
                                       << "Malformed expectant bytes: abcd\n"_L1 + failed;
         QTest::newRow("not an object") << Ending([](auto&, auto& peer) { peer.sendBytes("0002[]0002{}"); })
                                        << "Malformed json: []"_L1 + failed;
-        QTest::newRow("server stops") << Ending([](auto& server, auto&) { server->stop(); }) << reported;
-        QTest::newRow("server is destroyed") << Ending([](auto& server, auto&) { server.reset(); }) << "";
-        const auto writeOn = [](auto& server, auto&) {
+        QTest::newRow("server stops") << Ending([](auto& server, auto& peer) {
+            server->writeAll(QJsonObject {{"n"_L1, 1}});
+            server->stop();
+            QCOMPARE(peer.next(), (QJsonObject {{"n"_L1, 1}}));
+        }) << reported;
+        const auto writeOn = [this](auto& server, auto&) {
+            constexpr qint64 limit = 16'777'216;
             const QJsonObject json {{"a"_L1, QString(9000, u'a')}};
-            // The system takes some megabytes off the connection.
-            for (qint64 sent = 0; sent <= 4 * NetworkLimits::maximumUnsent_bytes; sent += 9000) {
+            qint64 sent = 0;
+            for (; sent + 9012 <= limit; sent += 9012) {
+                server->writeAll(json);
+            }
+            QCOMPARE(takeLog(), u""_s);
+            for (; sent <= 4 * limit; sent += 9012) { // the system takes some megabytes off the connection
                 server->writeAll(json);
             }
         };
@@ -142,31 +152,110 @@ private slots:
 
     void disconnectsTheSilent()
     {
-        using namespace std::chrono_literals;
-        QElapsedTimer elapsed;
-        elapsed.start();
+        FrozenClock clock;
         const auto silent = connectController();
         const auto halfFrames = connectController(); // bytes alone are no sign of life, nor are messages to it
         const auto alive = connectController();
         takeLog();
-        QTimer traffic;
-        connect(&traffic, &QTimer::timeout, this, [&] {
-            halfFrames->sendBytes("9");
+        const auto pass = [&](std::chrono::milliseconds duration) {
+            clock.advance(duration);
             m_server->writeAll(QJsonObject());
-        });
-        traffic.start(900ms);
-        QTimer::singleShot(3s, &traffic, [&alive] { alive->send({}); });
+            QCoreApplication::processEvents();
+            m_server->idle();
+        };
         halfFrames->sendBytes("9999{");
-        QTRY_VERIFY_WITH_TIMEOUT(!m_connections.at(0) && !m_connections.at(1), 8000);
-        QVERIFY(elapsed.durationElapsed() >= NetworkLimits::aliveLimit);
-        QVERIFY(elapsed.durationElapsed() < NetworkLimits::aliveLimit + 1s);
-        QVERIFY(m_connections.at(2) && alive->isConnected());
-        const QString each = u"Connection alive expired. Disconnecting!/Connection removed/Deleting dead connection"_s;
-        QStringList expected = (each + u'/' + each).split(u'/');
-        QStringList logged = m_log.take();
-        logged.sort(); // the two expire in one pass or in two
-        expected.sort();
-        QCOMPARE(logged, expected);
+        pass(3s);
+        halfFrames->sendBytes("9");
+        alive->send({});
+        pass(2s);
+        QCOMPARE(takeLog(), u""_s);
+        pass(1ms);
+        QVERIFY(!m_connections.at(0) && !m_connections.at(1) && m_connections.at(2));
+        const QString each = u"Connection alive expired. Disconnecting!/Connection removed/"_s;
+        QCOMPARE(takeLog(), each + each + "Deleting dead connection/Deleting dead connection"_L1);
+    }
+
+    void spacesIdlePasses()
+    {
+        FrozenClock clock;
+        const std::unique_ptr<Controller> controllers[] {connectController(), connectController()};
+        std::chrono::milliseconds waited {};
+        for (qsizetype i = 0; i < 2; ++i) { // the first is deleted in the nearest pass, the second in the one after it
+            controllers[i]->close();
+            for (waited = 0ms; m_connections.at(i); waited += 1ms) {
+                clock.advance(1ms);
+                QCoreApplication::processEvents();
+            }
+        }
+        QVERIFY2(waited >= 28ms && waited <= 32ms, qPrintable(QString::number(waited.count()))); // 30 ms, coarse
+    }
+
+    void survivesPauses_data()
+    {
+        QTest::addColumn<Ending>("ending");
+        QTest::newRow("server stays") << Ending();
+        QTest::newRow("server is destroyed") << Ending([](auto& server, auto&) { server.reset(); });
+    }
+
+    void survivesPauses()
+    {
+        QFETCH(const Ending, ending);
+        FrozenClock clock;
+        const auto controller = connectController();
+        const auto silent = connectController();
+        int handled = 0;
+        connect(m_server.get(), &NetworkServer::receivedJson, this, [&] {
+            ++handled;
+            m_server->idle(); // as in a dialog, which stays open for a while
+            QVERIFY(!m_connections.at(1));
+            clock.advance(6s);
+            if (ending) {
+                ending(m_server, *controller);
+            }
+        });
+        controller->send({});
+        clock.advance(6s); // a pause of the event loop, in which the message has come
+        m_server->idle();  // finds it
+        QCOMPARE(handled, 1);
+        if (ending) {
+            QVERIFY(turnUntil([&] { return !m_connections.at(0); }));
+        } else {
+            m_server->idle();
+            QVERIFY(m_connections.at(0) && controller->isConnected());
+        }
+    }
+
+    void sharesTheEventLoop()
+    {
+        FrozenClock clock;
+        const auto busy = connectController();
+        const auto other = connectController();
+        QList<qsizetype> handled; // whose messages
+        connect(m_server.get(), &NetworkServer::receivedJson, this, [&](const auto&, auto* connection) {
+            if (handled.isEmpty()) {
+                busy->sendBytes(QByteArray("0002{}").repeated(100));
+                QCoreApplication::processEvents(); // as in a dialog
+                other->send({});
+            }
+            handled.append(m_connections.indexOf(connection));
+            clock.advance(1ms);
+        });
+        busy->send({});
+        QVERIFY(turnUntil([&] { return handled.size() == 102; }));
+        QVERIFY2(handled.indexOf(1) <= 30, qPrintable(QString::number(handled.indexOf(1))));
+    }
+
+    void limitsInputOfABusyConnection()
+    {
+        constexpr int megabyte = 1'048'576;
+        const auto controller = connectController();
+        connect(m_server.get(), &NetworkServer::receivedJson, this, [&] {
+            controller->sendBytes(QByteArray(64 * megabyte, ' '));
+            // The system itself takes some megabytes.
+            QVERIFY(!QTest::qWaitFor([&] { return controller->unsent_bytes() < 32 * megabyte; }, 500));
+        });
+        controller->send({});
+        QTRY_VERIFY(!m_connections.at(0));
     }
 
     void survivesNestedEventLoop_data()
@@ -192,6 +281,9 @@ private slots:
             controller->send({});
             if (ending) {
                 ending(m_server, *controller);
+            } else {
+                m_server->writeAll(QJsonObject {{"n"_L1, 1}});
+                QCOMPARE(controller->next(), (QJsonObject {{"n"_L1, 1}}));
             }
             bystander->close();
             QTRY_VERIFY(!m_connections.at(1));
@@ -242,24 +334,27 @@ private slots:
         close(lowestFree);
         const rlimit tight {static_cast<rlim_t>(lowestFree + 1), limit.rlim_max};
         QCOMPARE(setrlimit(RLIMIT_NOFILE, &tight), 0);
+        FrozenClock clock;
         Controller waiting(m_server->serverPort()); // has the last descriptor
         QVERIFY(waiting.isConnected());             // to the system, which lets it wait
-        QStringList logged;
-        QTRY_COMPARE(logged += m_log.take(), QStringList {u"Out of file descriptors, new connections have to wait"_s});
+        m_server->idle();
+        QCOMPARE(takeLog(), u"Out of file descriptors, new connections have to wait"_s);
         int turns = 0;
         connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake, m_server.get(),
                 [&turns] { ++turns; });
-
-        QElapsedTimer elapsed;
-        elapsed.start();
-        QTRY_VERIFY(elapsed.durationElapsed() > 2 * NetworkLimits::acceptRetryInterval); // tried again meanwhile
+        clock.advance(1s);
+        m_server->idle(); // tries again
         before->send({});
         QVERIFY(before->next());
-        QCOMPARE(m_connections.size(), 1);
-        QVERIFY2(turns < 1000, "the event loop spins");
+        QVERIFY2(turns < 100, "the event loop spins");
         setrlimit(RLIMIT_NOFILE, &limit);
-        QTRY_COMPARE(m_connections.size(), 2);
-        QCOMPARE(takeLog(), u"announced/Added new connection"_s); // the shortage was told once
+        clock.advance(999ms);
+        m_server->idle();
+        QCOMPARE(m_connections.size(), 1);
+        clock.advance(1ms);
+        m_server->idle();
+        QCOMPARE(m_connections.size(), 2);
+        QCOMPARE(takeLog(), u"announced/Added new connection"_s); // the shortage is logged once
     }
 
 private:
@@ -267,7 +362,7 @@ private:
     {
         const qsizetype before = m_connections.size();
         auto controller = std::make_unique<Controller>(m_server->serverPort());
-        if (!QTest::qWaitFor([&] { return m_connections.size() > before; })) {
+        if (!turnUntil([&] { return m_connections.size() > before; })) {
             qFatal("the server does not accept");
         }
         return controller;

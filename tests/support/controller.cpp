@@ -1,28 +1,27 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "controller.h"
 
+#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QHostAddress>
 #include <QJsonDocument>
-#include <QTimer>
 
 #include <chrono>
+#include <thread>
 
 #include <sys/socket.h>
 
 using namespace Qt::StringLiterals;
 
-// Turns the event loop until the condition holds or too much time has passed.
-template<typename Condition>
-static bool waitUntil(Condition condition)
+bool turnUntil(const std::function<bool()>& condition)
 {
-    using namespace std::chrono_literals;
-    const QDeadlineTimer limit(5s);
-    QTimer wakeUp; // in case that nothing else does
-    wakeUp.start(100ms);
-    while (!condition() && !limit.hasExpired()) {
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    using namespace std::chrono;
+    const auto limit = system_clock::now() + 5s;
+    while (!condition() && system_clock::now() < limit) {
+        if (!QAbstractEventDispatcher::instance()->processEvents(QEventLoop::AllEvents)) {
+            std::this_thread::sleep_for(1ms);
+        }
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
     return condition();
 }
@@ -30,7 +29,8 @@ static bool waitUntil(Condition condition)
 Controller::Controller(quint16 port)
 {
     m_socket.connectToHost(QHostAddress(QHostAddress::LocalHost), port);
-    waitUntil([this] { return isConnected() || m_socket.state() == QAbstractSocket::UnconnectedState; });
+    static_cast<void>(
+        turnUntil([this] { return isConnected() || m_socket.state() == QAbstractSocket::UnconnectedState; }));
     m_socket.setSocketOption(QAbstractSocket::LowDelayOption, 1); // a request does not wait for an acknowledgement
 }
 
@@ -58,9 +58,15 @@ void Controller::shutDownSending()
     shutdown(static_cast<int>(m_socket.socketDescriptor()), SHUT_WR);
 }
 
+void Controller::readAvailable()
+{
+    m_socket.waitForReadyRead(0);
+    m_input += m_socket.readAll();
+}
+
 std::optional<QJsonObject> Controller::next()
 {
-    return waitUntil([this] { return takeMessage(); }) ? std::optional(m_messages.takeFirst()) : std::nullopt;
+    return turnUntil([this] { return takeMessage(); }) ? std::optional(m_messages.takeFirst()) : std::nullopt;
 }
 
 bool Controller::takeMessage()

@@ -7,7 +7,11 @@
 #include <QStringList>
 #include <QTcpSocket>
 
+#include <functional>
 #include <optional>
+
+// Turns the event loop until the condition holds, or gives up after 5 s on a clock that a test cannot stop.
+[[nodiscard]] bool turnUntil(const std::function<bool()>& condition);
 
 // A controller on a real loopback socket, with a decoder of its own. Its waits turn the event loop, and so the server.
 class Controller
@@ -36,6 +40,12 @@ public:
 
     // Whether a message has arrived already.
     bool hasMessage() { return takeMessage(); }
+
+    // Takes what has arrived out of the kernel; the event loop does not turn.
+    void readAvailable();
+
+    // What the plug-in's side has not taken yet.
+    qint64 unsent_bytes() const { return m_socket.bytesToWrite(); }
 
     // The next message, waiting for it; nothing when none comes.
     std::optional<QJsonObject> next();

@@ -6,8 +6,9 @@
 #include <QCoreApplication>
 #include <QHash>
 #include <QSignalBlocker>
+#include <QThread>
 
-#include <functional>
+#include <algorithm>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -15,6 +16,45 @@ using namespace Qt::StringLiterals;
 namespace {
 
 FakeFrontEnd* host = nullptr;
+
+// OBS would make another thread wait for the main thread, or crash.
+FakeFrontEnd* onMainThread()
+{
+    if (QThread::currentThread() != QCoreApplication::instance()->thread()) {
+        qFatal("the plug-in has called the front end off the main thread");
+    }
+    return host;
+}
+
+// By the name of the enumeration's member, without its prefix.
+int eventNamed(const QString& name)
+{
+#define EVENT(name)                                                                                                    \
+    {                                                                                                                  \
+        QLatin1StringView(#name), OBS_FRONTEND_EVENT_##name                                                            \
+    }
+    static const QHash<QString, int> events {
+        EVENT(STREAMING_STARTING),      EVENT(STREAMING_STARTED),         EVENT(STREAMING_STOPPING),
+        EVENT(STREAMING_STOPPED),       EVENT(RECORDING_STARTING),        EVENT(RECORDING_STARTED),
+        EVENT(RECORDING_STOPPING),      EVENT(RECORDING_STOPPED),         EVENT(SCENE_CHANGED),
+        EVENT(SCENE_LIST_CHANGED),      EVENT(TRANSITION_CHANGED),        EVENT(TRANSITION_STOPPED),
+        EVENT(TRANSITION_LIST_CHANGED), EVENT(SCENE_COLLECTION_CHANGED),  EVENT(SCENE_COLLECTION_LIST_CHANGED),
+        EVENT(PROFILE_CHANGED),         EVENT(PROFILE_LIST_CHANGED),      EVENT(EXIT),
+        EVENT(REPLAY_BUFFER_STARTING),  EVENT(REPLAY_BUFFER_STARTED),     EVENT(REPLAY_BUFFER_STOPPING),
+        EVENT(REPLAY_BUFFER_STOPPED),   EVENT(STUDIO_MODE_ENABLED),       EVENT(STUDIO_MODE_DISABLED),
+        EVENT(PREVIEW_SCENE_CHANGED),   EVENT(SCENE_COLLECTION_CLEANUP),  EVENT(FINISHED_LOADING),
+        EVENT(RECORDING_PAUSED),        EVENT(RECORDING_UNPAUSED),        EVENT(TRANSITION_DURATION_CHANGED),
+        EVENT(REPLAY_BUFFER_SAVED),     EVENT(VIRTUALCAM_STARTED),        EVENT(VIRTUALCAM_STOPPED),
+        EVENT(TBAR_VALUE_CHANGED),      EVENT(SCENE_COLLECTION_CHANGING), EVENT(PROFILE_CHANGING),
+        EVENT(SCRIPTING_SHUTDOWN),      EVENT(PROFILE_RENAMED),           EVENT(SCENE_COLLECTION_RENAMED),
+        EVENT(THEME_CHANGED),           EVENT(SCREENSHOT_TAKEN),
+    };
+#undef EVENT
+    if (!events.contains(name)) {
+        qFatal("unknown event \"%s\"", qPrintable(name));
+    }
+    return events.value(name);
+}
 
 void note(const char* command, const QString& argument)
 {
@@ -37,6 +77,10 @@ void append(const std::vector<OBSSource>& sources, obs_frontend_source_list* lis
 void switchOutput(const char* command, bool& isActive, bool on, int startingEvent)
 {
     note(command, on ? u"on"_s : u"off"_s);
+    if (host->dialog) {
+        host->dialog();
+        return;
+    }
     const int event = on ? startingEvent : startingEvent + 2;
     host->raise(event);
     isActive = on;
@@ -114,45 +158,57 @@ void FakeFrontEnd::raise(int event)
     }
 }
 
-void FakeFrontEnd::moveRow(const QStringList& fromTo)
+void FakeFrontEnd::moveRow(const QString& from, const QString& to)
 {
-    std::unique_ptr<QListWidgetItem> row(fromTo.isEmpty() ? new QListWidgetItem(u"New"_s)
-                                                          : sceneList->takeItem(fromTo[0].toInt()));
-    if (fromTo.size() != 1) {
-        sceneList->insertItem(fromTo.value(1).toInt(), row.release());
-    }
+    sceneList->insertItem(to.toInt(), sceneList->takeItem(from.toInt()));
 }
 
 void FakeFrontEnd::perform(const QString& script)
 {
-    const auto scene = [this] { return obs_scene_from_source(scenes.at(0)); };
-    const auto item = [this](const QString& index) { return items.at(index.toUInt()); };
-    const QHash<QString, std::function<void(const QString&)>> verbs {
-        {u"event"_s, [this](auto number) { raise(number.toInt()); }},
-        {u"signal"_s, [this](auto name) { Host::raise(scenes.at(0), qPrintable(name)); }},
-        {u"hide"_s, [=](auto index) { obs_sceneitem_set_visible(item(index), false); }},
-        {u"lock"_s, [=](auto index) { obs_sceneitem_set_locked(item(index), true); }},
-        {u"remove"_s, [=](auto index) { obs_sceneitem_remove(item(index)); }},
-        {u"lift"_s, [=](auto index) { obs_sceneitem_set_order(item(index), OBS_ORDER_MOVE_TOP); }},
-        {u"add"_s, [=](auto name) { Host::addItem(scene(), qPrintable(name)); }},
-        {u"flash"_s, [=](auto name) { obs_sceneitem_remove(Host::addItem(scene(), qPrintable(name))); }},
-        {u"rename"_s, [this](auto name) { obs_source_set_name(scenes.at(0), qPrintable(name)); }},
-        {u"disable"_s, [this](auto) { obs_source_set_enabled(scenes.at(0), false); }},
-        {u"end"_s, [this](auto) { obs_source_remove(scenes.at(0)); }},
-        {u"preset"_s, [this](auto index) { isStudioMode = bool(previewScene = scenes.at(index.toUInt())); }},
-        {u"studio"_s, [](auto on) { obs_frontend_set_preview_program_mode(on.toInt()); }},
-        {u"scene"_s, [this](auto index) { obs_frontend_set_current_scene(scenes.at(index.toUInt())); }},
-        {u"preview"_s, [this](auto index) { obs_frontend_set_current_preview_scene(scenes.at(index.toUInt())); }},
-        {u"duration"_s, [](auto ms) { obs_frontend_set_transition_duration(ms.toInt()); }},
-        {u"spin"_s, [this](auto ms) { durationBox->setValue(ms.toInt()); }},
-        {u"silence"_s, [this](auto) { isSpinBoxSilent = true; }},
-        {u"drag"_s, [this](auto row) { sceneList->model()->moveRow({}, row.toInt(), {}, sceneList->count()); }},
-        // A row of the window's list goes, comes, or both: "row 2 0" moves it.
-        {u"row"_s, [this](auto rows) { moveRow(rows.isEmpty() ? QStringList() : rows.split(u' ')); }},
+    const auto sceneNamed = [this](const QString& name) -> obs_source_t* {
+        const auto scene = std::find_if(scenes.begin(), scenes.end(), [&name](obs_source_t* source) {
+            return QString::fromUtf8(obs_source_get_name(source)) == name;
+        });
+        return scene == scenes.end() ? nullptr : scene->Get();
     };
-    const QStringList steps = script.split(", "_L1, Qt::SkipEmptyParts);
-    for (const QString& step : steps) {
-        verbs.value(step.section(' '_L1, 0, 0))(step.section(' '_L1, 1));
+    const auto first = [this] { return obs_scene_from_source(scenes.at(0)); };
+    const auto item = [first](const QString& name) { return obs_scene_find_source(first(), qPrintable(name)); };
+    const auto add = [first](const QString& name) { return Host::addItem(first(), qPrintable(name)); };
+    const QHash<QString, std::function<void(const QString&)>> steps {
+        {u"event"_s, [this](auto name) { raise(eventNamed(name)); }},
+        {u"signal"_s, [this](auto name) { Host::raise(scenes.at(0), qPrintable(name)); }},
+        {u"hide item"_s, [=](auto name) { obs_sceneitem_set_visible(item(name), false); }},
+        {u"lock item"_s, [=](auto name) { obs_sceneitem_set_locked(item(name), true); }},
+        {u"remove item"_s, [=](auto name) { obs_sceneitem_remove(item(name)); }},
+        {u"move to top item"_s, [=](auto name) { obs_sceneitem_set_order(item(name), OBS_ORDER_MOVE_TOP); }},
+        {u"add item"_s, [=](auto name) { add(name); }},
+        {u"add and remove item"_s, [=](auto name) { obs_sceneitem_remove(add(name)); }},
+        {u"rename first scene"_s, [this](auto name) { obs_source_set_name(scenes.at(0), qPrintable(name)); }},
+        {u"disable scene"_s, [=](auto name) { obs_source_set_enabled(sceneNamed(name), false); }},
+        {u"remove scene"_s, [=](auto name) { obs_source_remove(sceneNamed(name)); }},
+        // Without events, as if OBS had started so.
+        {u"in studio mode with preview"_s,
+         [=, this](auto name) { isStudioMode = bool(previewScene = sceneNamed(name)); }},
+        {u"studio mode"_s, [](auto on) { obs_frontend_set_preview_program_mode(on == "on"_L1); }},
+        {u"program scene"_s, [=](auto name) { obs_frontend_set_current_scene(sceneNamed(name)); }},
+        {u"preview scene"_s, [=](auto name) { obs_frontend_set_current_preview_scene(sceneNamed(name)); }},
+        {u"duration set to"_s, [](auto ms) { obs_frontend_set_transition_duration(ms.toInt()); }},
+        {u"duration typed"_s, [this](auto ms) { durationBox->setValue(ms.toInt()); }},
+        {u"duration box signals"_s, [this](auto on) { isSpinBoxSilent = on == "off"_L1; }},
+        // Rows of the window's list of scenes.
+        {u"drag to end row"_s,
+         [this](auto row) { sceneList->model()->moveRow({}, row.toInt(), {}, sceneList->count()); }},
+        {u"move row"_s, [this](auto rows) { moveRow(rows.section(u'>', 0, 0), rows.section(u'>', 1)); }},
+        {u"remove row"_s, [this](auto row) { delete sceneList->takeItem(row.toInt()); }},
+        {u"add row"_s, [this](auto name) { sceneList->addItem(name); }},
+    };
+    const QStringList parts = script.split(", "_L1, Qt::SkipEmptyParts);
+    for (const QString& part : parts) {
+        const auto step = steps.constFind(part.section(' '_L1, 0, -2));
+        if (step == steps.cend()) {
+            qFatal("unknown step \"%s\"", qPrintable(part));
+        }
+        (*step)(part.section(' '_L1, -1));
     }
 }
 
@@ -160,20 +216,38 @@ void FakeFrontEnd::perform(const QString& script)
 // that they return are the caller's to release.
 
 // clang-format off
-void* obs_frontend_get_main_window() { return host->window.get(); }
-void obs_frontend_get_scenes(obs_frontend_source_list* list) { append(host->scenes, list); }
-void obs_frontend_get_transitions(obs_frontend_source_list* list) { append(host->transitions, list); }
-obs_source_t* obs_frontend_get_current_scene() { return obs_source_get_ref(host->currentScene); }
-obs_source_t* obs_frontend_get_current_transition() { return obs_source_get_ref(host->currentTransition); }
-int obs_frontend_get_transition_duration() { return host->durationBox->value(); }
-bool obs_frontend_preview_program_mode_active() { return host->isStudioMode; }
-bool obs_frontend_streaming_active() { return host->isStreaming; }
-bool obs_frontend_recording_active() { return host->isRecording; }
-obs_output_t* obs_frontend_get_streaming_output() { return nullptr; }
+void* obs_frontend_get_main_window() { return onMainThread()->window.get(); }
+void obs_frontend_get_scenes(obs_frontend_source_list* list) { append(onMainThread()->scenes, list); }
+void obs_frontend_get_transitions(obs_frontend_source_list* list) { append(onMainThread()->transitions, list); }
+obs_source_t* obs_frontend_get_current_scene() { return obs_source_get_ref(onMainThread()->currentScene); }
+obs_source_t* obs_frontend_get_current_transition() { return obs_source_get_ref(onMainThread()->currentTransition); }
+int obs_frontend_get_transition_duration() { return onMainThread()->durationBox->value(); }
+bool obs_frontend_preview_program_mode_active() { return onMainThread()->isStudioMode; }
+bool obs_frontend_streaming_active() { return onMainThread()->isStreaming; }
+bool obs_frontend_recording_active() { return onMainThread()->isRecording; }
+obs_output_t* obs_frontend_get_streaming_output() { return obs_output_get_ref(onMainThread()->streamingOutput); }
 obs_output_t* obs_frontend_get_recording_output() { return nullptr; }
-config_t* obs_frontend_get_profile_config() { return host->profile; }
+config_t* obs_frontend_get_profile_config() { return onMainThread()->profile; }
+
+
+// The functions of an output. A real one would need OpenGL.
+void obs_output_release(obs_output_t* output) { if (output) { --output->references; } }
+bool obs_output_active(const obs_output_t* output) { return output != nullptr; }
+float obs_output_get_congestion(obs_output_t* output) { return output ? output->congestion : 0; }
+int obs_output_get_total_frames(const obs_output_t* output) { return output ? output->totalFrames : 0; }
+int obs_output_get_frames_dropped(const obs_output_t* output) { return output ? output->droppedFrames : 0; }
+video_t* obs_output_video(const obs_output_t* output) { return reinterpret_cast<video_t*>(const_cast<obs_output_t*>(output)); }
+uint64_t video_output_get_frame_time(const video_t* video) { return reinterpret_cast<const obs_output_t*>(video)->frameTime_ns; }
 
 // clang-format on
+
+obs_output_t* obs_output_get_ref(obs_output_t* output)
+{
+    if (output) {
+        ++output->references;
+    }
+    return output;
+}
 
 void obs_frontend_add_event_callback(obs_frontend_event_cb callback, void* data)
 {
@@ -187,7 +261,7 @@ void obs_frontend_remove_event_callback(obs_frontend_event_cb callback, void* da
 
 obs_source_t* obs_frontend_get_current_preview_scene()
 {
-    return host->isStudioMode ? obs_source_get_ref(host->previewScene) : nullptr;
+    return onMainThread()->isStudioMode ? obs_source_get_ref(host->previewScene) : nullptr;
 }
 
 void obs_frontend_set_current_scene(obs_source_t* scene)

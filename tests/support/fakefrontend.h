@@ -6,12 +6,23 @@
 #include <QStringList>
 #include <QWidget>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
 #include <obs-frontend-api.h>
 #include <obs.hpp>
 #include <util/config-file.h>
+
+// What OBS knows of an output.
+struct obs_output
+{
+    float congestion;
+    int totalFrames;
+    int droppedFrames;
+    uint64_t frameTime_ns;
+    int references = 0;
+};
 
 // The host's front end, played in the test's own process on real sources. The front-end functions that we use are
 // defined beside it and answer from its state; commands are noted and raise the events that the host raises, in the
@@ -35,7 +46,8 @@ public:
     // Calls the registered callbacks as the host does, from the last to the first, whatever they do to the list.
     void raise(int event);
 
-    // What a user or another plug-in does, as verbs with an argument: "hide 0, event 8". See the table of verbs.
+    // What OBS, its user or another plug-in does: "hide item A, event SCENE_CHANGED". Each step ends in its argument;
+    // perform() lists them. Items are those of the first scene. An unknown step ends the test.
     void perform(const QString& script);
 
     std::vector<OBSSource> scenes;
@@ -47,6 +59,8 @@ public:
     bool isStreaming = false;
     bool isRecording = false;
     bool isStudioMode = false;
+    std::function<void()> dialog; // opened by a start or stop of streaming and recording, which then fails
+    obs_output_t* streamingOutput = nullptr;
     bool isSpinBoxSilent = false; // newer hosts set the spin box with its signals blocked
     config_t* profile = nullptr;  // owned
     std::unique_ptr<QWidget> window = std::make_unique<QWidget>();
@@ -56,7 +70,5 @@ public:
     std::vector<std::pair<obs_frontend_event_cb, void*>> callbacks;
 
 private:
-    // A row of the window's scene list, taken out at the first index and put in at the second; a new one when there is
-    // none, gone when there is one.
-    void moveRow(const QStringList& fromTo);
+    void moveRow(const QString& from, const QString& to);
 };

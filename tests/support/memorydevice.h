@@ -18,11 +18,10 @@ public:
 
     bool isSequential() const override { return true; }
 
-    qint64 bytesAvailable() const override { return input.size() + pretended; }
+    qint64 bytesAvailable() const override { return input.size(); }
 
     QByteArray input;
     QByteArray output;
-    qint64 pretended = 0;                                // bytes claimed beyond those that a read can give
     int writesAllowed = std::numeric_limits<int>::max(); // all later ones fail
 
 protected:

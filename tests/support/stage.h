@@ -3,6 +3,7 @@
 
 #include "controller.h"
 #include "fakefrontend.h"
+#include "frozenclock.h"
 #include "hostfixture.h"
 #include "logcapture.h"
 #include "network/networkserver.h"

@@ -28,12 +28,14 @@ private slots:
         QTest::addColumn<QByteArray>("before");
         QTest::addColumn<int>("port");
         QTest::addColumn<QByteArray>("after");
-        for (const char* bytes : {"", "{", "port=8080", "[2022]", "{}"}) {
+        for (const char* bytes : {"", "port=8080", "[2022]"}) {
             QTest::addRow("no settings: '%s'", bytes) << QByteArray(bytes) << 2021 << defaultFile;
         }
         for (const char* port :
              {"0", "-1", "65354", "65535", "2021.5", "true", "\"8080\"", "null", "4294969318", "1e300"}) {
-            QTest::addRow("invalid port %s", port) << "{\"port\":"_ba + port + '}' << 2021 << defaultFile;
+            // Longer than what replaces it.
+            QTest::addRow("invalid port %s", port)
+                << "{\"port\":"_ba + port + '}' + QByteArray(100, ' ') << 2021 << defaultFile;
         }
         QTest::newRow("other keys stay") << R"({"z":1,"port":0,"a":"ä"})"_ba << 2021
                                          << "{\n    \"a\": \"ä\",\n    \"port\": 2021,\n    \"z\": 1\n}\n"_ba;

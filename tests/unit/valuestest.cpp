@@ -2,6 +2,7 @@
 #include "model/output.h"
 #include "protocol/displaytext.h"
 #include "protocol/itemmask.h"
+#include "protocol/jsontext.h"
 #include "protocol/messagepacker.h"
 #include "protocol/wholenumber.h"
 
@@ -51,17 +52,6 @@ private slots:
         QVERIFY(!ItemMask::fromVariant(QVariant(QJsonValue(QJsonValue::Undefined))));
     }
 
-    void sharesMaskBits()
-    {
-        ItemMask mask;
-        mask.setBit(0, true);
-        mask.setBit(31, true);
-        QCOMPARE(mask.value(), std::numeric_limits<qint32>::min() + 1);
-        QVERIFY(mask.bit(32) && mask.bit(63) && !mask.bit(33));
-        mask.setBit(32, false); // the later position decides
-        QCOMPARE(mask.value(), std::numeric_limits<qint32>::min());
-    }
-
     void showsStatistics_data()
     {
         constexpr quint64 gigabyte = 1'073'741'824;
@@ -92,6 +82,33 @@ private slots:
         QTEST(shown, "expected");
     }
 
+    void writesJsonStrings_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QByteArray>("json");
+        const auto row = [](const char* name, const QByteArray& text, const QByteArray& json) {
+            QTest::newRow(name) << text << '"' + json + '"';
+        };
+        row("plain", "A ~", "A ~");
+        row("quote", "a\"b", "a\\\"b");
+        row("backslash", "\\", "\\\\");
+        row("control characters", "\x01\t\x1f", "\\u0001\\t\\u001f");
+        row("not ASCII", "Größe", "Größe");
+        row("invalid UTF-8", "\xff", "\xef\xbf\xbd");
+        row("long", QByteArray(3000, 'x'), QByteArray(3000, 'x'));
+        row("long, escaped", QByteArray(3000, '"'), "\\\""_ba.repeated(3000));
+    }
+
+    void writesJsonStrings()
+    {
+        QFETCH(const QByteArray, text);
+        QFETCH(const QByteArray, json);
+        JsonText writer;
+        writer.beginObject().key("a").beginArray().string(text).number(-10).value(QString::fromUtf8(text)).endArray();
+        writer.key("b").boolean(true).key("c").string(text).endObject();
+        QCOMPARE(writer.take(), "{\"a\":[" + json + ",-10," + json + "],\"b\":true,\"c\":" + json + '}');
+    }
+
     void packsEntries()
     {
         const auto entry = [](int length) { return QByteArray(length, 'x'); }; // what it holds does not matter
@@ -105,12 +122,15 @@ private slots:
             QVERIFY(packer.takeBodies().isEmpty());
             packer.append(body(entry(5000)));
             packer.append(body(entry(4985))); // together with the comma: 9999 bytes
+            packer.append(body(entry(5000)));
+            packer.append(body(entry(4986))); // together with the comma: 10000 bytes
             packer.append(body(entry(1)));
             packer.append(body(entry(9987))); // too long by a byte, for itself
             packer.append(body(entry(9986)));
-            const QList<QByteArray> ends = accepts ? QList {body("x"), body(entry(9987)), body(entry(9986))}
-                                                   : QList {body("x,{}"), body(entry(9986))};
-            QCOMPARE(packer.takeBodies(), QList {body(entry(5000) + ',' + entry(4985))} + ends);
+            const QList<QByteArray> ends = accepts
+                ? QList {body(entry(4986) + ",x"), body(entry(9987)), body(entry(9986))}
+                : QList {body(entry(4986) + ",x,{}"), body(entry(9986))};
+            QCOMPARE(packer.takeBodies(), (QList {body(entry(5000) + ',' + entry(4985)), body(entry(5000))} + ends));
             QCOMPARE(asked, QList<qsizetype> {10000});
         }
     }

@@ -38,7 +38,8 @@ private slots:
 
     void onlyRecordsInCallbacks()
     {
-        m_host->perform(u"hide 0, remove 2, add D, lock 1, rename New, signal refresh"_s);
+        m_host->perform(
+            u"hide item A, remove item C, add item D, lock item B, rename first scene New, signal refresh"_s);
         QCOMPARE(m_heard, 0);
         QCOMPARE(itemsOf(*m_wrapper), u"ABC"_s);
         m_queue.deliver();
