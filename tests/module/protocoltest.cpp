@@ -58,7 +58,8 @@ private slots:
         }
         QVERIFY(controller.read(u"cpuUsage"_s).toString().endsWith(u'%'));
         QVERIFY(controller.read(u"memoryUsage"_s).toString().remove(" MB"_L1).toDouble() > 1);
-        QVERIFY(controller.untilAnswer().isEmpty()); // nothing of what happened before
+        QVERIFY(controller.untilAnswer().isEmpty());                     // nothing of what happened before
+        QCOMPARE(controller.value(u"fps"_s), QJsonValue(u"0.00 fps"_s)); // without video
     }
 
     void showsAnyName()
@@ -124,6 +125,10 @@ private slots:
         controller->set(set["name"_L1].toString(), set.value("value"_L1));
         QTEST(controller->untilAnswer().join(u' '), "heard");
         QTEST(m_stage->host.commands.join(", "_L1), "called");
+        for (const QString& name : {u"streaming"_s, u"recording"_s}) {
+            const bool isOn = set["name"_L1] == name && set["value"_L1].toDouble() > 0;
+            QCOMPARE(controller->value(name), QJsonValue(isOn)); // as last pushed
+        }
     }
 
     void ignoresWhatDoesNotConvert()
@@ -187,6 +192,7 @@ private slots:
         QCOMPARE(controller->value(u"sourceLocks"_s), QJsonValue(-2147483648.0));
         controller->set(u"sourceLocks"_s, 1); // the top-most and C; B no more
         QCOMPARE(controller->untilAnswer().size(), 6);
+        QCOMPARE(controller->value(u"sourceLocks"_s), QJsonValue(1));
         QVERIFY(obs_sceneitem_locked(items[2]) && !obs_sceneitem_locked(items[1]));
         obs_sceneitem_set_locked(items[2], false);
         QCOMPARE(controller->read(u"sourceLocks"_s), QJsonValue(0)); // the later item decides

@@ -97,6 +97,28 @@ private slots:
         }
     }
 
+    void sendsSmallMessagesAtOnce()
+    {
+        const auto controller = connectController();
+        int handled = 0;
+        connect(m_server.get(), &NetworkServer::receivedJson, this, [&handled] { ++handled; });
+        std::chrono::steady_clock::duration quickest = 1h;
+        for (int i = 1; i <= 25; ++i) {
+            controller->send({});
+            QVERIFY(turnUntil([&] { return handled == i; }));
+            const auto start = std::chrono::steady_clock::now();
+            for (int message = 0; message < 2; ++message) {
+                m_server->writeAll(QJsonObject());
+                m_server->flush();
+            }
+            QVERIFY(controller->next() && controller->next());
+            if (i > 20) { // before that the system acknowledges at once
+                quickest = std::min(quickest, std::chrono::steady_clock::now() - start);
+            }
+        }
+        QVERIFY(quickest < 30ms); // an acknowledgement can take 40 ms
+    }
+
     void endsConnection_data()
     {
         // What happens once the socket has reported its end, and what a handler writes to it then.
@@ -324,37 +346,42 @@ private slots:
 
     void pausesAcceptingWithoutDescriptors()
     {
+        FrozenClock clock;
         const auto before = connectController();
         connect(m_server.get(), &NetworkServer::receivedJson, m_server.get(), [this] { m_server->writeAll("{}"); });
         takeLog();
         rlimit limit {};
         QCOMPARE(getrlimit(RLIMIT_NOFILE, &limit), 0);
         const auto restore = qScopeGuard([limit] { setrlimit(RLIMIT_NOFILE, &limit); });
-        const int lowestFree = dup(STDIN_FILENO);
-        close(lowestFree);
-        const rlimit tight {static_cast<rlim_t>(lowestFree + 1), limit.rlim_max};
-        QCOMPARE(setrlimit(RLIMIT_NOFILE, &tight), 0);
-        FrozenClock clock;
-        Controller waiting(m_server->serverPort()); // has the last descriptor
-        QVERIFY(waiting.isConnected());             // to the system, which lets it wait
-        m_server->idle();
-        QCOMPARE(takeLog(), u"Out of file descriptors, new connections have to wait"_s);
-        int turns = 0;
-        connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake, m_server.get(),
-                [&turns] { ++turns; });
-        clock.advance(1s);
-        m_server->idle(); // tries again
-        before->send({});
-        QVERIFY(before->next());
-        QVERIFY2(turns < 100, "the event loop spins");
-        setrlimit(RLIMIT_NOFILE, &limit);
-        clock.advance(999ms);
-        m_server->idle();
-        QCOMPARE(m_connections.size(), 1);
-        clock.advance(1ms);
-        m_server->idle();
-        QCOMPARE(m_connections.size(), 2);
-        QCOMPARE(takeLog(), u"announced/Added new connection"_s); // the shortage is logged once
+        std::vector<std::unique_ptr<Controller>> waiting;
+        for (qsizetype connections = 1; connections <= 2; ++connections) { // a second shortage is a new one
+            const int lowestFree = dup(STDIN_FILENO);
+            close(lowestFree);
+            const rlimit tight {static_cast<rlim_t>(lowestFree + 1), limit.rlim_max};
+            QCOMPARE(setrlimit(RLIMIT_NOFILE, &tight), 0);
+            waiting.push_back(std::make_unique<Controller>(m_server->serverPort())); // has the last descriptor
+            QVERIFY(waiting.back()->isConnected()); // to the system, which lets it wait
+            m_server->idle();
+            QCOMPARE(takeLog(), u"Out of file descriptors, new connections have to wait"_s);
+            QObject context;
+            int turns = 0;
+            connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake, &context,
+                    [&turns] { ++turns; });
+            clock.advance(1s);
+            m_server->idle(); // tries again
+            before->send({});
+            QVERIFY(before->next());
+            QVERIFY2(turns < 100, "the event loop spins");
+            setrlimit(RLIMIT_NOFILE, &limit);
+            clock.advance(999ms);
+            m_server->idle();
+            QCOMPARE(m_connections.size(), connections);
+            clock.advance(1ms);
+            m_server->idle();
+            QCOMPARE(m_connections.size(), connections + 1);
+            m_server->idle();
+            QCOMPARE(takeLog(), u"announced/Added new connection"_s); // each shortage is logged once
+        }
     }
 
 private:

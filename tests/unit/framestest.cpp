@@ -64,7 +64,7 @@ private slots:
                                    "####-0000001", "####01048577"}) {
             length(header);
         }
-        for (const char* frame : {"0002{}", "+002{}", " 2  {}", "0009{\"a\":\"\xff\"}", "####00000002{}"}) {
+        for (const char* frame : {"0002{}", "+002{}", " 2  {}", "0009{\"a\":\"\xff\"}", "####00000009{\"a\":\"x\"}"}) {
             QTest::addRow("frame %s", frame) << QByteArray(frame) << "";
         }
         for (const char* frame : {"0000", "-000", "0005[1,2]", "0004true", "0002{]", "0003{}x"}) {

@@ -72,6 +72,10 @@ private slots:
         item.setVisible(true);
         item.setLocked(true);
         QVERIFY(!item.isVisible() && !item.isLocked());
+        SceneSource removed(m_host->items[0]);
+        m_host->perform(u"remove item A"_s);
+        removed.setLocked(true);
+        QVERIFY(!removed.isLocked()); // its scene's lock protects it no more
     }
 
     void survivesChangesOnAnotherThread()
