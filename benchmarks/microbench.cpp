@@ -7,7 +7,7 @@
 #include "network/networkwriter.h"
 #include "protocol/protocoladapter.h"
 #include "tests/support/fakefrontend.h"
-#include "tests/support/hostfixture.h"
+#include "tests/support/obsruntime.h"
 
 #include <QApplication>
 #include <QBuffer>
@@ -44,7 +44,7 @@ private:
         for (int64_t i = 0; i < scenes; ++i) {
             obs_scene_t* scene = frontEnd.addScene(("Scene " + std::to_string(i)).c_str());
             for (int64_t k = 0; k < items; ++k) {
-                Host::addItem(scene, ("Item " + std::to_string(i) + ' ' + std::to_string(k)).c_str());
+                ObsRuntime::addItem(scene, ("Item " + std::to_string(i) + ' ' + std::to_string(k)).c_str());
             }
         }
         if (scenes > 0) {
@@ -124,11 +124,11 @@ int main(int argc, char** argv)
     qputenv("QT_QPA_PLATFORM", "offscreen");
     const QApplication application(argc, argv);
     benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv) || !Host::start()) {
+    if (benchmark::ReportUnrecognizedArguments(argc, argv) || !ObsRuntime::start()) {
         std::fputs("libobs does not start\n", stderr);
         return 1;
     }
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
-    return Host::stop() == 0 ? 0 : 1;
+    return ObsRuntime::stop() == 0 ? 0 : 1;
 }

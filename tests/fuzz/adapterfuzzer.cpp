@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
-// Any JSON object as a request of a controller, into the protocol on a host in this process. Whatever it is: everybody
-// hears the same changes, and the one that asked one entry more for each entry that is not a set.
+// Any JSON object as a request of a controller, handled by the protocol in this process. For any request, both
+// controllers receive the same pushes, and the requester one more entry for each entry that is not a set.
 #include "network/networkserver.h"
 #include "protocol/protocoladapter.h"
 #include "tests/support/controller.h"
 #include "tests/support/fakefrontend.h"
-#include "tests/support/hostfixture.h"
+#include "tests/support/obsruntime.h"
 
 #include <QApplication>
 #include <QHostAddress>
@@ -22,8 +22,8 @@ namespace {
 
 constexpr QLatin1StringView endMark("end");
 
-// The entries of all messages up to the one that says that no more come.
-qsizetype entriesHeard(Controller& controller)
+// The number of entries in all messages before the end mark.
+qsizetype entriesReceived(Controller& controller)
 {
     qsizetype count = 0;
     while (const std::optional<QJsonObject> message = controller.next()) {
@@ -51,7 +51,7 @@ qsizetype answersExpected(const QJsonObject& request)
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
 {
     static const QApplication application(*argc, *argv);
-    if (!Host::start()) {
+    if (!ObsRuntime::start()) {
         abort();
     }
     base_set_log_handler([](int, const char*, va_list, void*) {}, nullptr);
@@ -91,8 +91,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     wire.listening.send({}, true);
     wire.asking.send(document.object(), true);
     wire.asking.send(end);
-    const qsizetype heard = entriesHeard(wire.asking);
-    if (!wire.isListening || heard != entriesHeard(wire.listening) + answersExpected(document.object())) {
+    const qsizetype received = entriesReceived(wire.asking);
+    if (!wire.isListening || received != entriesReceived(wire.listening) + answersExpected(document.object())) {
         abort();
     }
     qInstallMessageHandler(nullptr);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "support/slicedtask.h"
-#include "tests/support/stage.h"
+#include "tests/support/protocolfixture.h"
 
 #include <QTest>
 
@@ -15,16 +15,16 @@ class BoundedWorkTest : public QObject
 
 private slots:
 
-    void initTestCase() { QVERIFY2(Host::start(), "libobs did not start; is there a display?"); }
+    void initTestCase() { QVERIFY2(ObsRuntime::start(), "libobs did not start; is there a display?"); }
 
-    void cleanupTestCase() { QCOMPARE(Host::stop(), 0); }
+    void cleanupTestCase() { QCOMPARE(ObsRuntime::stop(), 0); }
 
-    void init() { m_stage = std::make_unique<Stage>(); }
+    void init() { m_fixture = std::make_unique<ProtocolFixture>(); }
 
     void cleanup()
     {
-        m_stage.reset();
-        Host::settle();
+        m_fixture.reset();
+        ObsRuntime::settle();
     }
 
     void runsInSlices()
@@ -60,7 +60,7 @@ private slots:
     {
         addItems(300);
         const auto asker = longFrameController();
-        const auto other = m_stage->controller();
+        const auto other = m_fixture->controller();
         // Each set makes the next list be read anew.
         constexpr int pairs = 400;
         QJsonArray entries;
@@ -74,7 +74,7 @@ private slots:
         int answersToOther = 0;
         QStringList received;
         while (!received.endsWith(u"streaming"_s)) {
-            answersToOther += other->untilAnswer().isEmpty();
+            answersToOther += other->pushesUntilAnswer().isEmpty();
             while (asker->hasMessage()) {
                 received += Controller::namesIn(*asker->next());
             }
@@ -120,52 +120,52 @@ private slots:
     {
         addItems(500);
         const auto slow = longFrameController();
-        const auto writer = m_stage->controller(); // sets and never reads
+        const auto writer = m_fixture->controller(); // sets and never reads
         const auto fast = longFrameController();
         slow->setReading(false);
         writer->setReading(false);
         constexpr int changes = 250; // in bytes, more than the limit that ends a connection
         for (int i = 0; i < changes; ++i) {
-            obs_sceneitem_set_visible(m_stage->host.items[0], i % 2 != 0);
-            QCOMPARE(fast->untilAnswer(), (QStringList {u"sceneList"_s, u"sourceVisibles"_s}));
+            obs_sceneitem_set_visible(m_fixture->host.items[0], i % 2 != 0);
+            QCOMPARE(fast->pushesUntilAnswer(), (QStringList {u"sceneList"_s, u"sourceVisibles"_s}));
         }
-        obs_sceneitem_set_locked(m_stage->host.items[1], true);
+        obs_sceneitem_set_locked(m_fixture->host.items[1], true);
         writer->set(u"sourceVisibles"_s, 5);
         QTRY_COMPARE(fast->read(u"sourceVisibles"_s), QJsonValue(5));
 
         slow->setReading(true);
         // What was unsent, then, once that has been read, the newest values.
-        QStringList received = slow->untilAnswer();
-        received += slow->untilAnswer();
+        QStringList received = slow->pushesUntilAnswer();
+        received += slow->pushesUntilAnswer();
         QVERIFY2(received.size() < changes, "every value was queued");
         QCOMPARE(received.last(3).join(u' '), u"sourceLocks sceneList sourceVisibles"_s); // by their latest change
         for (const QString& name : {u"sourceVisibles"_s, u"sourceLocks"_s, u"sceneList"_s}) {
             QCOMPARE(slow->value(name), fast->read(name));
         }
         QVERIFY(writer->isConnected());
-        obs_sceneitem_set_visible(m_stage->host.items[1], true); // from then on each change as usual
-        QCOMPARE(slow->untilAnswer(), (QStringList {u"sceneList"_s, u"sourceVisibles"_s}));
+        obs_sceneitem_set_visible(m_fixture->host.items[1], true); // from then on each change as usual
+        QCOMPARE(slow->pushesUntilAnswer(), (QStringList {u"sceneList"_s, u"sourceVisibles"_s}));
     }
 
     void pushesTheLastStateOfAFlood()
     {
-        const auto controller = m_stage->controller();
+        const auto controller = m_fixture->controller();
         std::thread worker([this] {
             for (int i = 0; i < 10'000; ++i) {
-                obs_sceneitem_set_visible(m_stage->host.items[0], i % 2 != 0);
-                obs_sceneitem_set_locked(m_stage->host.items[1], i % 2 == 0);
+                obs_sceneitem_set_visible(m_fixture->host.items[0], i % 2 != 0);
+                obs_sceneitem_set_locked(m_fixture->host.items[1], i % 2 == 0);
             }
-            obs_sceneitem_remove(m_stage->host.items[2]);
+            obs_sceneitem_remove(m_fixture->host.items[2]);
         });
         worker.join();
-        const QStringList received = controller->untilAnswer();
+        const QStringList received = controller->pushesUntilAnswer();
         QVERIFY2(received.size() < 100, "every change was kept");
         const QJsonValue items = controller->value(u"sceneList"_s)[0]["sourceList"_L1];
         QCOMPARE(items.toArray().size(), 2);
         QCOMPARE(items[0]["isVisible"_L1], QJsonValue(true));
         QCOMPARE(controller->value(u"sourceVisibles"_s).toInt() & 3, 3);
         QCOMPARE(controller->value(u"sourceLocks"_s), QJsonValue(0));
-        m_stage->host.items.pop_back();
+        m_fixture->host.items.pop_back();
     }
 
     void boundsTheChangesOfOneMask()
@@ -173,7 +173,7 @@ private slots:
         addItems(600);
         const auto controller = longFrameController();
         controller->set(u"sourceVisibles"_s, 0);
-        const qsizetype pushes = controller->untilAnswer().size();
+        const qsizetype pushes = controller->pushesUntilAnswer().size();
         QVERIFY(pushes >= 2);
         QVERIFY2(pushes < 600, "each of hundreds of items was pushed");
         QCOMPARE(controller->read(u"sourceVisibles"_s), QJsonValue(0));
@@ -185,46 +185,46 @@ private slots:
     void releasesAnItemThatMovesIntoAGroup()
     {
         // The item leaves the scene without "item_remove".
-        FakeFrontEnd& host = m_stage->host;
-        const auto controller = m_stage->controller();
+        FakeFrontEnd& host = m_fixture->host;
+        const auto controller = m_fixture->controller();
         obs_scene_t* scene = obs_scene_from_source(host.scenes[0]);
         obs_sceneitem_t* item = host.items.back();
         const OBSWeakSourceAutoRelease camera = obs_source_get_weak_source(obs_sceneitem_get_source(item));
         OBSSceneItem group = obs_scene_insert_group(scene, "Group", &item, 1);
-        controller->untilAnswer();
+        controller->pushesUntilAnswer();
         obs_sceneitem_remove(item);
         host.items.pop_back();
-        controller->untilAnswer();
-        Host::settle();
+        controller->pushesUntilAnswer();
+        ObsRuntime::settle();
         QTRY_VERIFY(obs_weak_source_expired(camera));
         obs_sceneitem_remove(group);
     }
 
     void ignoresNamesThatObsWouldCut()
     {
-        const auto controller = m_stage->controller();
-        m_stage->host.commands.clear();
+        const auto controller = m_fixture->controller();
+        m_fixture->host.commands.clear();
         for (const QString& property : {u"currentScene"_s, u"previewScene"_s, u"sceneList"_s}) {
             controller->set(property, QString(u"Main"_s + QChar(0) + u"x"_s));
         }
-        controller->untilAnswer();
-        QCOMPARE(m_stage->host.commands, QStringList());
+        controller->pushesUntilAnswer();
+        QCOMPARE(m_fixture->host.commands, QStringList());
     }
 
     void reportsARefusedWriteOnce()
     {
         // A controller has gone while its request runs a dialog, and changes go on.
-        const auto controller = m_stage->controller();
-        const auto other = m_stage->controller();
-        connect(&m_stage->server, &NetworkServer::connectionRemoved, this, [this] {
+        const auto controller = m_fixture->controller();
+        const auto other = m_fixture->controller();
+        connect(&m_fixture->server, &NetworkServer::connectionRemoved, this, [this] {
             for (int i = 0; i < 100; ++i) {
-                obs_sceneitem_set_visible(m_stage->host.items[0], i % 2 != 0);
+                obs_sceneitem_set_visible(m_fixture->host.items[0], i % 2 != 0);
                 QCoreApplication::processEvents();
             }
         });
         controller->close();
         QStringList logged;
-        QTRY_VERIFY((logged += m_stage->log.take()).contains(u"Deleting dead connection"_s));
+        QTRY_VERIFY((logged += m_fixture->log.take()).contains(u"Deleting dead connection"_s));
         QCOMPARE(logged.count(u"NetworkConnection::write failed, disconnecting"_s), 1);
     }
 
@@ -232,9 +232,9 @@ private:
     // A controller that understands long frames.
     std::unique_ptr<Controller> longFrameController()
     {
-        auto controller = m_stage->controller();
+        auto controller = m_fixture->controller();
         controller->send({{"values"_L1, QJsonArray {}}}, true);
-        controller->untilAnswer();
+        controller->pushesUntilAnswer();
         return controller;
     }
 
@@ -245,13 +245,13 @@ private:
     {
         for (int i = 0; i < count; ++i) {
             const QByteArray name = QByteArray::number(i).rightJustified(100, 'x');
-            m_stage->host.items.insert(m_stage->host.items.begin(),
-                                       Host::addItem(obs_scene_from_source(m_stage->host.scenes[0]), name));
+            m_fixture->host.items.insert(m_fixture->host.items.begin(),
+                                       ObsRuntime::addItem(obs_scene_from_source(m_fixture->host.scenes[0]), name));
         }
         QCoreApplication::processEvents();
     }
 
-    std::unique_ptr<Stage> m_stage;
+    std::unique_ptr<ProtocolFixture> m_fixture;
 };
 
 QTEST_MAIN(BoundedWorkTest)

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "tests/support/controller.h"
 #include "tests/support/fakefrontend.h"
-#include "tests/support/hostfixture.h"
 #include "tests/support/logcapture.h"
+#include "tests/support/obsruntime.h"
 
 #include <QDir>
 #include <QFile>
@@ -24,7 +24,7 @@ private slots:
 
     void initTestCase()
     {
-        QVERIFY2(Host::start(), "libobs did not start; is there a display?");
+        QVERIFY2(ObsRuntime::start(), "libobs did not start; is there a display?");
         QVERIFY2(m_file.load(), qPrintable(m_file.errorString()));
         m_load = reinterpret_cast<bool (*)()>(m_file.resolve("obs_module_load"));
         m_unload = reinterpret_cast<void (*)()>(m_file.resolve("obs_module_unload"));
@@ -41,7 +41,7 @@ private slots:
         QVERIFY(config.open(QIODevice::WriteOnly) && config.write("{\"port\":" + QByteArray::number(m_port) + '}') > 0);
     }
 
-    void cleanupTestCase() { QCOMPARE(Host::stop(), 0); }
+    void cleanupTestCase() { QCOMPARE(ObsRuntime::stop(), 0); }
 
     void init()
     {
@@ -67,7 +67,7 @@ private slots:
                  "obs_module_load obs_module_set_pointer obs_module_unload obs_module_ver"_ba);
     }
 
-    void livesItsLife()
+    void loadsServesAndUnloads()
     {
         m_host->perform(u"event SCENE_CHANGED"_s); // nothing of it concerns us yet
         QCOMPARE(m_log->take(), QStringList());
@@ -77,7 +77,7 @@ private slots:
         QVERIFY(controller.next());
         QCOMPARE(controller.value(u"currentScene"_s), QJsonValue(u"Main"_s));
         m_host->perform(u"rename first scene New"_s);
-        QCOMPARE(controller.untilAnswer(), QStringList {u"sceneList"_s});
+        QCOMPARE(controller.pushesUntilAnswer(), QStringList {u"sceneList"_s});
 
         m_log->take();
         m_host->perform(u"event EXIT"_s);
@@ -88,7 +88,7 @@ private slots:
         QTRY_VERIFY(!controller.isConnected());
     }
 
-    void endsBeforeItsFrontEndHasLoaded()
+    void stopsOnExitBeforeLoading()
     {
         m_host->perform(u"event EXIT"_s);
         QCOMPARE(m_log->take(), firstLines()); // came, and stopped at once

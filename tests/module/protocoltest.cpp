@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "protocol/propertynames.h"
-#include "tests/support/stage.h"
+#include "tests/support/protocolfixture.h"
 #include "tests/support/table.h"
 
 #include <QJsonDocument>
@@ -15,16 +15,16 @@ class ProtocolTest : public QObject
 
 private slots:
 
-    void initTestCase() { QVERIFY2(Host::start(), "libobs did not start; is there a display?"); }
+    void initTestCase() { QVERIFY2(ObsRuntime::start(), "libobs did not start; is there a display?"); }
 
-    void cleanupTestCase() { QCOMPARE(Host::stop(), 0); }
+    void cleanupTestCase() { QCOMPARE(ObsRuntime::stop(), 0); }
 
-    void init() { m_stage = std::make_unique<Stage>(); }
+    void init() { m_fixture = std::make_unique<ProtocolFixture>(); }
 
     void cleanup()
     {
-        m_stage.reset();
-        QCOMPARE(Stage::warnings, QStringList());
+        m_fixture.reset();
+        QCOMPARE(ProtocolFixture::warnings, QStringList());
     }
 
     void declaresSlotsInOrder()
@@ -42,8 +42,8 @@ private slots:
 
     void sendsFullState()
     {
-        m_stage->host.perform(u"hide item A, lock item C"_s);
-        Controller controller(m_stage->server.serverPort());
+        m_fixture->host.perform(u"hide item A, lock item C"_s);
+        Controller controller(m_fixture->server.serverPort());
         const QJsonArray received = controller.next().value_or(QJsonObject())["values"_L1].toArray();
         const QJsonDocument golden = QJsonDocument::fromJson(contents(QFINDTESTDATA("state.json")));
         const QJsonArray expected = golden["values"_L1].toArray();
@@ -58,16 +58,16 @@ private slots:
         }
         QVERIFY(controller.read(u"cpuUsage"_s).toString().endsWith(u'%'));
         QVERIFY(controller.read(u"memoryUsage"_s).toString().remove(" MB"_L1).toDouble() > 1);
-        QVERIFY(controller.untilAnswer().isEmpty());                     // nothing of what happened before
+        QVERIFY(controller.pushesUntilAnswer().isEmpty());               // no pushes for earlier changes
         QCOMPARE(controller.value(u"fps"_s), QJsonValue(u"0.00 fps"_s)); // without video
     }
 
     void showsAnyName()
     {
         const QByteArray name = "a\"b\\\x01\t\xff" + QByteArray(3000, 'x');
-        obs_source_set_name(m_stage->host.scenes[0], ("scene " + name).constData());
-        obs_source_set_name(obs_sceneitem_get_source(m_stage->host.items[0]), name.constData());
-        const auto controller = m_stage->controller();
+        obs_source_set_name(m_fixture->host.scenes[0], ("scene " + name).constData());
+        obs_source_set_name(obs_sceneitem_get_source(m_fixture->host.items[0]), name.constData());
+        const auto controller = m_fixture->controller();
         const QJsonValue scene("scene "_L1 + QString::fromUtf8(name));
         QCOMPARE(controller->read(u"sceneList"_s)[0]["name"_L1], scene);
         QCOMPARE(controller->value(u"sceneList"_s)[0]["sourceList"_L1][0]["name"_L1], QString::fromUtf8(name));
@@ -78,25 +78,25 @@ private slots:
     {
         const FrozenClock clock; // no idle pass runs, which would send what is left
         for (int i = 0; i < 20; ++i) {
-            Controller controller(m_stage->server.serverPort());
+            Controller controller(m_fixture->server.serverPort());
             QVERIFY(controller.next());
-            m_stage->host.perform(u"event SCENE_LIST_CHANGED"_s);
+            m_fixture->host.perform(u"event SCENE_LIST_CHANGED"_s);
             QVERIFY(controller.next());
-            QCOMPARE(controller.untilAnswer(), QStringList());
+            QCOMPARE(controller.pushesUntilAnswer(), QStringList());
         }
     }
 
     void showsStreamFigures()
     {
         obs_output stream {.congestion = 0.125, .totalFrames = 5400, .droppedFrames = 54, .frameTime_ns = 33'333'333};
-        m_stage->host.streamingOutput = &stream;
-        const auto controller = m_stage->controller();
+        m_fixture->host.streamingOutput = &stream;
+        const auto controller = m_fixture->controller();
         QCOMPARE(controller->value(u"congestion"_s), QJsonValue(u"12.50%"_s));
         QCOMPARE(controller->value(u"totalFrames"_s), QJsonValue(5400));
         QCOMPARE(controller->value(u"droppedFrames"_s), QJsonValue(54));
         QCOMPARE(controller->value(u"streamingTime"_s), QJsonValue(u"00:02:59"_s));
         QCOMPARE(controller->value(u"recordingTime"_s), QJsonValue(u"00:00:00"_s));
-        m_stage->host.perform(u"event EXIT"_s);
+        m_fixture->host.perform(u"event EXIT"_s);
         QCOMPARE(stream.references, 0);
     }
 
@@ -105,13 +105,13 @@ private slots:
     void answers()
     {
         QFETCH(const QString, entries);
-        const auto controller = m_stage->controller();
+        const auto controller = m_fixture->controller();
         controller->send(QJsonDocument::fromJson("{\"values\":" + entries.toUtf8() + '}').object());
-        QTEST(controller->untilAnswer().join(u'/'), "answer");
-        QCOMPARE(m_stage->host.commands, QStringList());
+        QTEST(controller->pushesUntilAnswer().join(u'/'), "answer");
+        QCOMPARE(m_fixture->host.commands, QStringList());
     }
 
-    void sets_data() { addTable(QFINDTESTDATA("sets.txt"), {"called", "heard"}); }
+    void sets_data() { addTable(QFINDTESTDATA("sets.txt"), {"called", "received"}); }
 
     void sets()
     {
@@ -119,12 +119,12 @@ private slots:
         const QJsonObject set
             = QJsonDocument::fromJson(tag.section("} "_L1, 0, 0, QString::SectionIncludeTrailingSep).toUtf8()).object();
         if (tag.endsWith("in studio mode"_L1)) {
-            m_stage->host.perform(u"in studio mode with preview Main"_s);
+            m_fixture->host.perform(u"in studio mode with preview Main"_s);
         }
-        const auto controller = m_stage->controller();
+        const auto controller = m_fixture->controller();
         controller->set(set["name"_L1].toString(), set.value("value"_L1));
-        QTEST(controller->untilAnswer().join(u' '), "heard");
-        QTEST(m_stage->host.commands.join(", "_L1), "called");
+        QTEST(controller->pushesUntilAnswer().join(u' '), "received");
+        QTEST(m_fixture->host.commands.join(", "_L1), "called");
         for (const QString& name : {u"streaming"_s, u"recording"_s}) {
             const bool isOn = set["name"_L1] == name && set["value"_L1].toDouble() > 0;
             QCOMPARE(controller->value(name), QJsonValue(isOn)); // as last pushed
@@ -133,7 +133,7 @@ private slots:
 
     void ignoresWhatDoesNotConvert()
     {
-        const auto controller = m_stage->controller();
+        const auto controller = m_fixture->controller();
         const auto setAll = [&](const QStringList& names, const QJsonArray& values) {
             for (const QString& name : names) {
                 controller->set(name, QJsonValue(QJsonValue::Undefined));
@@ -149,49 +149,51 @@ private slots:
         for (std::size_t i = 0; i < 8; ++i) { // the statistics are not to be written
             controller->set(statePropertyNames.at(i), 1);
         }
-        QCOMPARE(controller->untilAnswer(), QStringList());
-        QCOMPARE(m_stage->host.commands, QStringList());
+        QCOMPARE(controller->pushesUntilAnswer(), QStringList());
+        QCOMPARE(m_fixture->host.commands, QStringList());
         QCOMPARE(controller->read(u"sourceVisibles"_s), QJsonValue(7));
     }
 
     void answersTheRequesterOnly()
     {
-        const auto requester = m_stage->controller();
-        const auto listener = m_stage->controller();
+        const auto requester = m_fixture->controller();
+        const auto listener = m_fixture->controller();
         const QJsonObject set {{"name"_L1, "studioMode"_L1}, {"type"_L1, "SET"_L1}, {"value"_L1, 1}};
         const QJsonObject read {{"name"_L1, "studioMode"_L1}};
         requester->sendEntries({read, set, read});
         const QStringList pushed {u"studioMode"_s, u"sceneList"_s, u"currentScene"_s, u"previewScene"_s};
-        QCOMPARE(requester->untilAnswer(), pushed + QStringList {u"studioMode studioMode"_s}); // the answer comes last
-        QCOMPARE(requester->value(u"studioMode"_s), QJsonValue(true));                         // read behind the set
-        QCOMPARE(listener->untilAnswer(), pushed);
+        QCOMPARE(requester->pushesUntilAnswer(),
+                 pushed + QStringList {u"studioMode studioMode"_s});   // the answer comes last
+        QCOMPARE(requester->value(u"studioMode"_s), QJsonValue(true)); // read behind the set
+        QCOMPARE(listener->pushesUntilAnswer(), pushed);
     }
 
     void masksItems()
     {
-        const auto controller = m_stage->controller();
+        const auto controller = m_fixture->controller();
         const QStringList pair {u"sceneList"_s, u"sourceVisibles"_s};
-        const std::vector<obs_sceneitem_t*>& items = m_stage->host.items;
-        m_stage->host.perform(u"in studio mode with preview Größe"_s); // the masks are the program scene's all the same
+        const std::vector<obs_sceneitem_t*>& items = m_fixture->host.items;
+        m_fixture->host.perform(
+            u"in studio mode with preview Größe"_s); // the masks are the program scene's all the same
         controller->set(u"sourceVisibles"_s, 2);
-        QCOMPARE(controller->untilAnswer(), pair + pair); // A and C
+        QCOMPARE(controller->pushesUntilAnswer(), pair + pair); // A and C
         controller->set(u"sourceVisibles"_s, 5);
-        QCOMPARE(controller->untilAnswer(), pair + pair + pair);
+        QCOMPARE(controller->pushesUntilAnswer(), pair + pair + pair);
         QCOMPARE(controller->value(u"sourceVisibles"_s), QJsonValue(5));
         QVERIFY(obs_sceneitem_visible(items[0]) && !obs_sceneitem_visible(items[1]));
         controller->set(u"sourceVisibles"_s, 5);
-        QCOMPARE(controller->untilAnswer(), QStringList());
+        QCOMPARE(controller->pushesUntilAnswer(), QStringList());
 
         for (int i = 3; i < 33; ++i) { // now 33 items, A, B and C at the bottom
-            m_stage->host.perform(u"add item %1, event STREAMING_STARTING"_s.arg(i));
+            m_fixture->host.perform(u"add item %1, event STREAMING_STARTING"_s.arg(i));
         }
-        controller->untilAnswer();
+        controller->pushesUntilAnswer();
         controller->set(u"sourceLocks"_s, 2147483648.0); // bit 31, without a sign: B
-        QCOMPARE(controller->untilAnswer(), (QStringList {u"sceneList"_s, u"sourceLocks"_s}));
+        QCOMPARE(controller->pushesUntilAnswer(), (QStringList {u"sceneList"_s, u"sourceLocks"_s}));
         QVERIFY(obs_sceneitem_locked(items[1]));
         QCOMPARE(controller->value(u"sourceLocks"_s), QJsonValue(-2147483648.0));
         controller->set(u"sourceLocks"_s, 1); // the top-most and C; B no more
-        QCOMPARE(controller->untilAnswer().size(), 6);
+        QCOMPARE(controller->pushesUntilAnswer().size(), 6);
         QCOMPARE(controller->value(u"sourceLocks"_s), QJsonValue(1));
         QVERIFY(obs_sceneitem_locked(items[2]) && !obs_sceneitem_locked(items[1]));
         obs_sceneitem_set_locked(items[2], false);
@@ -200,9 +202,9 @@ private slots:
 
     void marksThePreviewScene()
     {
-        const auto controller = m_stage->controller();
+        const auto controller = m_fixture->controller();
         for (const QString& script : {u"studio mode on"_s, u"preview scene Größe"_s, u"studio mode off"_s}) {
-            m_stage->host.perform(script);
+            m_fixture->host.perform(script);
             const bool isSecond = script == u"preview scene Größe"_s;
             const QJsonValue list = controller->read(u"sceneList"_s);
             QCOMPARE(list[0]["isCurrent"_L1], QJsonValue(!isSecond));
@@ -214,8 +216,8 @@ private slots:
 
     void measuresTheRecordingDisk()
     {
-        const auto controller = m_stage->controller();
-        config_t* profile = m_stage->host.profile;
+        const auto controller = m_fixture->controller();
+        config_t* profile = m_fixture->host.profile;
         config_set_string(profile, "SimpleOutput", "FilePath", "/nowhere");
         config_set_string(profile, "AdvOut", "RecFilePath", "/");
         config_set_string(profile, "Output", "Mode", "advanced");
@@ -227,38 +229,38 @@ private slots:
     void fitsLargeScenesIntoFrames()
     {
         for (int i = 0; i < 150; ++i) {
-            m_stage->host.perform(u"add item Number%1"_s.arg(i));
+            m_fixture->host.perform(u"add item Number%1"_s.arg(i));
         }
-        m_stage->host.perform(u"event STREAMING_STARTING"_s); // an event comes after all that was signalled before it
-        Controller controller(m_stage->server.serverPort());
+        m_fixture->host.perform(u"event STREAMING_STARTING"_s); // an event comes after all that was signalled before it
+        Controller controller(m_fixture->server.serverPort());
         const QString state = Controller::namesIn(controller.next().value_or(QJsonObject()));
         QVERIFY(state.contains("recording {} currentScene"_L1)); // the list alone is too long
         controller.send({}, true);
         controller.sendEntries({QJsonObject {{"name"_L1, "recording"_L1}}, QJsonObject {{"name"_L1, "sceneList"_L1}}});
-        QCOMPARE(controller.untilAnswer().mid(0, 2), (QStringList {u"recording"_s, u"sceneList"_s}));
+        QCOMPARE(controller.pushesUntilAnswer().mid(0, 2), (QStringList {u"recording"_s, u"sceneList"_s}));
         QCOMPARE(controller.value(u"sceneList"_s)[0]["sourceList"_L1].toArray().size(), 153);
     }
 
-    void pushes_data() { addTable(QFINDTESTDATA("pushes.txt"), {"script", "heard"}); }
+    void pushes_data() { addTable(QFINDTESTDATA("pushes.txt"), {"script", "received"}); }
 
     void pushes()
     {
         QFETCH(QString, script);
         const bool isForAnyThread = script.endsWith(u'!');
         for (int onOtherThread = 0; onOtherThread <= (isForAnyThread ? 1 : 0); ++onOtherThread) {
-            m_stage.reset();
+            m_fixture.reset();
             init();
-            const auto first = m_stage->controller();
-            const auto second = m_stage->controller();
-            const auto change = [&] { m_stage->host.perform(script.remove(u'!').trimmed()); };
+            const auto first = m_fixture->controller();
+            const auto second = m_fixture->controller();
+            const auto change = [&] { m_fixture->host.perform(script.remove(u'!').trimmed()); };
             if (onOtherThread) {
-                Host::onOtherThread(change);
+                ObsRuntime::onOtherThread(change);
             } else {
                 change();
             }
             QCoreApplication::processEvents();
-            QTEST(first->untilAnswer().join(u' '), "heard"); // a message each
-            QTEST(second->untilAnswer().join(u' '), "heard");
+            QTEST(first->pushesUntilAnswer().join(u' '), "received"); // a message each
+            QTEST(second->pushesUntilAnswer().join(u' '), "received");
             compareMaskWithList(*first);
         }
     }
@@ -266,7 +268,7 @@ private slots:
     void switchesCollections_data()
     {
         QTest::addColumn<QString>("script"); // between CLEANUP and CHANGED
-        QTest::addColumn<QString>("heard");
+        QTest::addColumn<QString>("received");
         QTest::newRow("nothing announced") << ""
                                            << "sceneList currentScene transitionsList";
         QTest::newRow("scene announced") << "event SCENE_CHANGED, event PREVIEW_SCENE_CHANGED"
@@ -288,8 +290,8 @@ private slots:
     void switchesCollections()
     {
         QFETCH(const QString, script);
-        FakeFrontEnd& host = m_stage->host;
-        const auto controller = m_stage->controller();
+        FakeFrontEnd& host = m_fixture->host;
+        const auto controller = m_fixture->controller();
         const OBSWeakSourceAutoRelease scene = obs_source_get_weak_source(host.scenes[0]);
         const OBSWeakSourceAutoRelease preview = obs_source_get_weak_source(host.scenes[1]);
         const OBSWeakSourceAutoRelease input = obs_source_get_weak_source(obs_sceneitem_get_source(host.items[0]));
@@ -298,65 +300,65 @@ private slots:
         host.perform(isStudioMode ? u"studio mode on, preview scene Größe"_s : u""_s);
         host.perform(u"hide item A, event SCENE_COLLECTION_CHANGING"_s);
         host.clearCollection();
-        controller->untilAnswer();
+        controller->pushesUntilAnswer();
         host.perform(u"event SCENE_COLLECTION_CLEANUP"_s);
-        QCOMPARE(controller->untilAnswer(), QStringList());
-        Host::settle();
+        QCOMPARE(controller->pushesUntilAnswer(), QStringList());
+        ObsRuntime::settle();
         QVERIFY(obs_weak_source_expired(scene) && obs_weak_source_expired(preview) && obs_weak_source_expired(input)
                 && obs_weak_source_expired(transition));
         for (const char* name : {"currentScene", "currentTransition", "sourceVisibles", "sourceLocks"}) {
             QCOMPARE(controller->read(QString::fromLatin1(name)), QJsonValue(u""_s));
         }
 
-        host.items.push_back(Host::addItem(host.addScene("Fresh"), "F"));
+        host.items.push_back(ObsRuntime::addItem(host.addScene("Fresh"), "F"));
         host.addTransition("Swipe");
         host.previewScene = host.currentScene;
         host.perform(script);
         host.perform(u"event SCENE_COLLECTION_CHANGED"_s);
-        QTEST(controller->untilAnswer().join(u' '), "heard");
+        QTEST(controller->pushesUntilAnswer().join(u' '), "received");
         QCOMPARE(controller->value(u"currentScene"_s), QJsonValue(u"Fresh"_s));
         QCOMPARE(controller->value(u"previewScene"_s), QJsonValue(isStudioMode ? u"Fresh"_s : u""_s));
         QCOMPARE(controller->value(u"transitionsList"_s)[0]["isCurrent"_L1], QJsonValue(true));
         host.perform(u"hide item F"_s); // of the program scene, and of the preview
         const QStringList pair {u"sceneList"_s, u"sourceVisibles"_s};
-        QCOMPARE(controller->untilAnswer(), isStudioMode ? pair + pair : pair);
+        QCOMPARE(controller->pushesUntilAnswer(), isStudioMode ? pair + pair : pair);
     }
 
     void releasesRemovedItem()
     {
-        const auto controller = m_stage->controller();
+        const auto controller = m_fixture->controller();
         const OBSWeakSourceAutoRelease input
-            = obs_source_get_weak_source(obs_sceneitem_get_source(m_stage->host.items[1]));
-        m_stage->host.perform(u"remove item B"_s);
-        QCOMPARE(controller->untilAnswer(), QStringList {u"sceneList"_s});
-        Host::settle();
+            = obs_source_get_weak_source(obs_sceneitem_get_source(m_fixture->host.items[1]));
+        m_fixture->host.perform(u"remove item B"_s);
+        QCOMPARE(controller->pushesUntilAnswer(), QStringList {u"sceneList"_s});
+        ObsRuntime::settle();
         QVERIFY(obs_weak_source_expired(input));
     }
 
     void releasesRemovedPreviewScene()
     {
-        FakeFrontEnd& host = m_stage->host;
-        const auto controller = m_stage->controller();
+        FakeFrontEnd& host = m_fixture->host;
+        const auto controller = m_fixture->controller();
         const OBSWeakSourceAutoRelease scene = obs_source_get_weak_source(host.scenes[1]);
         host.perform(u"studio mode on, preview scene Größe"_s);
-        controller->untilAnswer();
+        controller->pushesUntilAnswer();
         host.perform(u"remove scene Größe"_s);
         host.previewScene = nullptr;
         host.scenes.pop_back();
-        QCOMPARE(controller->untilAnswer(), QStringList {u"sceneList"_s});
+        QCOMPARE(controller->pushesUntilAnswer(), QStringList {u"sceneList"_s});
         QVERIFY(obs_weak_source_expired(scene));
         QCOMPARE(controller->read(u"previewScene"_s), QJsonValue(u""_s));
     }
 
     void releasesRemovedScene()
     {
-        FakeFrontEnd& host = m_stage->host;
-        const auto controller = m_stage->controller();
+        FakeFrontEnd& host = m_fixture->host;
+        const auto controller = m_fixture->controller();
         const OBSWeakSourceAutoRelease scene = obs_source_get_weak_source(host.scenes[0]);
         host.perform(u"remove scene Main"_s);
         host.currentScene = host.scenes[1];
         host.scenes.erase(host.scenes.begin());
-        QCOMPARE(controller->untilAnswer(), QStringList {u"sceneList"_s});
+        QCOMPARE(controller->pushesUntilAnswer(), QStringList {u"sceneList"_s});
         QTRY_VERIFY(obs_weak_source_expired(scene));
         controller->set(u"sourceVisibles"_s, 0);
         QCOMPARE(controller->read(u"currentScene"_s), QJsonValue(u""_s));
@@ -365,14 +367,14 @@ private slots:
     }
 
 private:
-    // The mask speaks of the items in the order of the list.
+    // Bits of the mask are in the order of the list of items.
     void compareMaskWithList(Controller& controller)
     {
         int mask = 0;
         for (const QJsonValue item : controller.read(u"sceneList"_s)[0]["sourceList"_L1].toArray()) {
             mask |= int {item["isVisible"_L1].toBool()} << item["sortIndex"_L1].toInt();
         }
-        if (m_stage->host.currentScene == m_stage->host.scenes[0]) {
+        if (m_fixture->host.currentScene == m_fixture->host.scenes[0]) {
             QCOMPARE(controller.read(u"sourceVisibles"_s), QJsonValue(mask));
         }
     }
@@ -383,7 +385,7 @@ private:
         return file.open(QIODevice::ReadOnly) ? file.readAll() : "(not there)"_ba;
     }
 
-    std::unique_ptr<Stage> m_stage;
+    std::unique_ptr<ProtocolFixture> m_fixture;
 };
 
 QTEST_MAIN(ProtocolTest)

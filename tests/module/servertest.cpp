@@ -40,7 +40,7 @@ private slots:
         m_log.take();
     }
 
-    void tellsPort()
+    void logsListenResult()
     {
         // A port that a 16-bit signed number would show as negative.
         QTcpServer occupant;
@@ -58,7 +58,7 @@ private slots:
         QCOMPARE(m_server->serverAddress(), QHostAddress(QHostAddress::LocalHost));
     }
 
-    void relaysAndWrites()
+    void relaysRequestsAndWritesAnswers()
     {
         const auto first = connectController();
         const auto second = connectController();
@@ -122,8 +122,9 @@ private slots:
     void endsConnection_data()
     {
         // What happens once the socket has reported its end, and what a handler writes to it then.
-        const auto reported = u"Connection removed/told/NetworkConnection::write failed, disconnecting/Deleting dead "
-                              "connection"_s;
+        const auto reported
+            = u"Connection removed/handled/NetworkConnection::write failed, disconnecting/Deleting dead "
+              "connection"_s;
         const auto failed = u"/NetworkConnection::readData failed/"_s + reported;
         QTest::addColumn<Ending>("ending");
         QTest::addColumn<QString>("logged");
@@ -161,7 +162,7 @@ private slots:
         connect(m_server.get(), &NetworkServer::receivedJson, this, [&received] { ++received; });
         connect(m_server.get(), &NetworkServer::connectionRemoved, this, [this](const auto* connection) {
             QCOMPARE(connection, m_connections.constFirst().get());
-            logInfo("told");
+            logInfo("handled");
             QVERIFY(m_server->writeAll(QJsonObject())); // the dead connection is still there
         });
         takeLog();
@@ -172,7 +173,7 @@ private slots:
         QTRY_VERIFY(!controller->isConnected());
     }
 
-    void disconnectsTheSilent()
+    void disconnectsSilentControllers()
     {
         FrozenClock clock;
         const auto silent = connectController();
@@ -360,7 +361,7 @@ private slots:
             const rlimit tight {static_cast<rlim_t>(lowestFree + 1), limit.rlim_max};
             QCOMPARE(setrlimit(RLIMIT_NOFILE, &tight), 0);
             waiting.push_back(std::make_unique<Controller>(m_server->serverPort())); // has the last descriptor
-            QVERIFY(waiting.back()->isConnected()); // to the system, which lets it wait
+            QVERIFY(waiting.back()->isConnected()); // accepted by the system, not by the server
             m_server->idle();
             QCOMPARE(takeLog(), u"Out of file descriptors, new connections have to wait"_s);
             QObject context;

@@ -87,24 +87,24 @@ bool Controller::takeMessage()
     return true;
 }
 
-QStringList Controller::untilAnswer()
+QStringList Controller::pushesUntilAnswer()
 {
     sendEntries({QJsonObject {{"name"_L1, "fps"_L1}}});
-    QStringList heard;
+    QStringList received;
     while (const std::optional<QJsonObject> message = next()) {
         if (namesIn(*message) == "fps"_L1) {
-            return heard;
+            return received;
         }
-        heard.append(namesIn(*message));
+        received.append(namesIn(*message));
     }
-    return heard << u"(no answer)"_s;
+    return received << u"(no answer)"_s;
 }
 
 QJsonValue Controller::read(const QString& name)
 {
     m_values.remove(name);
     sendEntries({QJsonObject {{"name"_L1, name}}});
-    untilAnswer();
+    pushesUntilAnswer();
     return value(name);
 }
 

@@ -52,7 +52,7 @@ public:
 
     // Everything that comes before the answer to a read sent now, each message as the names of its entries
     // ("sceneList"). Proves a silence without waiting for it. "fps" is read for this, since it is never pushed.
-    QStringList untilAnswer();
+    QStringList pushesUntilAnswer();
 
     QJsonValue read(const QString& name);
 

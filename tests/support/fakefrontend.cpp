@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "fakefrontend.h"
 
-#include "hostfixture.h"
+#include "obsruntime.h"
 
 #include <QCoreApplication>
 #include <QHash>
@@ -91,7 +91,7 @@ void switchOutput(const char* command, bool& isActive, bool on, int startingEven
 
 FakeFrontEnd::FakeFrontEnd()
 {
-    Host::settle(); // the scenes of the one before
+    ObsRuntime::settle(); // the scenes of the one before
     host = this;
     durationBox->setObjectName("transitionDuration"_L1);
     durationBox->setRange(50, 20000);
@@ -100,7 +100,7 @@ FakeFrontEnd::FakeFrontEnd()
     config_open_string(&profile, "");
     obs_scene_t* scene = addScene("Main");
     for (const char* name : {"C", "B", "A"}) {
-        items.insert(items.begin(), Host::addItem(scene, name));
+        items.insert(items.begin(), ObsRuntime::addItem(scene, name));
     }
     addScene("Größe");
     sceneList->addItem(u"Third"_s);
@@ -129,7 +129,7 @@ obs_scene_t* FakeFrontEnd::addScene(const char* name)
 
 void FakeFrontEnd::addTransition(const char* name)
 {
-    transitions.emplace_back(Host::transition(name));
+    transitions.emplace_back(ObsRuntime::transition(name));
     currentTransition = currentTransition ? currentTransition : transitions.back();
 }
 
@@ -173,10 +173,10 @@ void FakeFrontEnd::perform(const QString& script)
     };
     const auto first = [this] { return obs_scene_from_source(scenes.at(0)); };
     const auto item = [first](const QString& name) { return obs_scene_find_source(first(), qPrintable(name)); };
-    const auto add = [first](const QString& name) { return Host::addItem(first(), qPrintable(name)); };
+    const auto add = [first](const QString& name) { return ObsRuntime::addItem(first(), qPrintable(name)); };
     const QHash<QString, std::function<void(const QString&)>> steps {
         {u"event"_s, [this](auto name) { raise(eventNamed(name)); }},
-        {u"signal"_s, [this](auto name) { Host::raise(scenes.at(0), qPrintable(name)); }},
+        {u"signal"_s, [this](auto name) { ObsRuntime::raise(scenes.at(0), qPrintable(name)); }},
         {u"hide item"_s, [=](auto name) { obs_sceneitem_set_visible(item(name), false); }},
         {u"lock item"_s, [=](auto name) { obs_sceneitem_set_locked(item(name), true); }},
         {u"remove item"_s, [=](auto name) { obs_sceneitem_remove(item(name)); }},

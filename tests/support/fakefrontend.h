@@ -24,9 +24,9 @@ struct obs_output
     int references = 0;
 };
 
-// The host's front end, played in the test's own process on real sources. The front-end functions that we use are
-// defined beside it and answer from its state; commands are noted and raise the events that the host raises, in the
-// host's order. One at a time.
+// A fake of OBS's front end with real sources. The front-end functions that the plug-in uses are defined in its source
+// file: queries answer from its state, commands are recorded and raise the same events as OBS, in the same order. They
+// end the test when the plug-in calls them off the main thread. One instance at a time.
 class FakeFrontEnd
 {
 public:
@@ -36,14 +36,14 @@ public:
     ~FakeFrontEnd();
     Q_DISABLE_COPY_MOVE(FakeFrontEnd)
 
-    // At the end of the list, and in the window's; the first becomes the current one.
+    // Appended to the list and to the window's list; the first becomes the current one.
     obs_scene_t* addScene(const char* name);
     void addTransition(const char* name);
 
-    // Everything of the scene collection goes, as the host empties it before CLEANUP.
+    // Removes all scenes and transitions, as OBS does before CLEANUP.
     void clearCollection();
 
-    // Calls the registered callbacks as the host does, from the last to the first, whatever they do to the list.
+    // Calls the registered callbacks from the last to the first, as OBS does; they may change the list.
     void raise(int event);
 
     // What OBS, its user or another plug-in does: "hide item A, event SCENE_CHANGED". Each step ends in its argument;
@@ -61,7 +61,7 @@ public:
     bool isStudioMode = false;
     std::function<void()> dialog; // opened by a start or stop of streaming and recording, which then fails
     obs_output_t* streamingOutput = nullptr;
-    bool isSpinBoxSilent = false; // newer hosts set the spin box with its signals blocked
+    bool isSpinBoxSilent = false; // newer versions of OBS set the spin box with its signals blocked
     config_t* profile = nullptr;  // owned
     std::unique_ptr<QWidget> window = std::make_unique<QWidget>();
     QSpinBox* durationBox = new QSpinBox(new QWidget(window.get()));

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <limits>
 
-// A socket's place in a test: hands out what it was fed, in pieces if asked to, and keeps what is written to it.
+// Replaces a socket in a test: reads return `input`, in pieces of at most bytesPerRead; writes append to `output`.
 class MemoryDevice : public QIODevice
 {
 public:

@@ -68,7 +68,7 @@ private slots:
         m_file.close();
     }
 
-    void goesWithoutFile()
+    void usesDefaultPortWithoutFile()
     {
         QVERIFY(QDir().mkpath(m_file.fileName())); // a folder of that name
         QCOMPARE(ConfigFile().readPort(), 2021);
@@ -82,8 +82,8 @@ private slots:
             QCOMPARE(ConfigFile().readPort(), 2021);
         }
         init();
-        QFile inTheWay(m_folder->filePath(u"corvane"_s)); // no folder can be created
-        QVERIFY(inTheWay.open(QIODevice::WriteOnly));
+        QFile blockingFile(m_folder->filePath(u"corvane"_s)); // no folder can be created
+        QVERIFY(blockingFile.open(QIODevice::WriteOnly));
         QCOMPARE(ConfigFile().readPort(), 2021);
         QCOMPARE(ConfigFile().path(), m_file.fileName());
     }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "model/signalqueue.h"
 
-#include "tests/support/hostfixture.h"
+#include "tests/support/obsruntime.h"
 
 #include <QAbstractEventDispatcher>
 #include <QTest>
@@ -32,7 +32,7 @@ private slots:
         for (const bool isAsked : {true, false}) {
             init();
             post(&m_one, u"1"_s);
-            Host::onOtherThread([this] {
+            ObsRuntime::onOtherThread([this] {
                 post(&m_other, u"2"_s);
                 post(&m_one, u"3"_s);
             });

@@ -3,7 +3,7 @@
 #include "model/signalqueue.h"
 #include "model/transition.h"
 #include "tests/support/fakefrontend.h"
-#include "tests/support/hostfixture.h"
+#include "tests/support/obsruntime.h"
 
 #include <QTest>
 
@@ -11,20 +11,20 @@
 
 using namespace Qt::StringLiterals;
 
-// Wrappers around sources, scenes and items of the real libobs. What they tell of each change is seen in the protocol.
+// Wrappers around sources, scenes and items of the real libobs. protocoltest covers what controllers receive.
 class WrappersTest : public QObject
 {
     Q_OBJECT
 
 private slots:
 
-    void initTestCase() { QVERIFY2(Host::start(), "libobs did not start; is there a display?"); }
+    void initTestCase() { QVERIFY2(ObsRuntime::start(), "libobs did not start; is there a display?"); }
 
-    void cleanupTestCase() { QCOMPARE(Host::stop(), 0); }
+    void cleanupTestCase() { QCOMPARE(ObsRuntime::stop(), 0); }
 
     void init()
     {
-        m_heard = 0;
+        m_received = 0;
         m_host = std::make_unique<FakeFrontEnd>();
         m_wrapper = std::make_unique<Scene>(source(), &m_queue);
         listenTo(*m_wrapper);
@@ -40,19 +40,19 @@ private slots:
     {
         m_host->perform(
             u"hide item A, remove item C, add item D, lock item B, rename first scene New, signal refresh"_s);
-        QCOMPARE(m_heard, 0);
+        QCOMPARE(m_received, 0);
         QCOMPARE(itemsOf(*m_wrapper), u"ABC"_s);
         m_queue.deliver();
-        QCOMPARE(m_heard, 6);
+        QCOMPARE(m_received, 6);
         QCOMPARE(itemsOf(*m_wrapper), u"DAB"_s);
     }
 
     void ignoresOthers()
     {
-        // Signals that speak of another scene, and signals without their arguments.
+        // Signals with another scene as their argument, and signals without arguments.
         obs_source_t* other = m_host->scenes[1];
         for (const char* signal : {"remove", "rename", "item_add", "item_remove", "reorder"}) {
-            Host::raise(source(), signal, [&](calldata_t* arguments) {
+            ObsRuntime::raise(source(), signal, [&](calldata_t* arguments) {
                 calldata_set_ptr(arguments, "source", other);
                 calldata_set_ptr(arguments, "scene", obs_scene_from_source(other));
                 calldata_set_ptr(arguments, "item", m_host->items[0]);
@@ -60,7 +60,7 @@ private slots:
         }
         m_host->perform(u"signal enable, signal item_add, signal item_remove, signal item_visible"_s);
         m_queue.deliver();
-        QCOMPARE(m_heard, 0);
+        QCOMPARE(m_received, 0);
     }
 
     void fallsBackWithoutSource()
@@ -121,7 +121,7 @@ private:
 
     void listenTo(const Scene& scene)
     {
-        const auto count = [&](auto... signal) { (connect(&scene, signal, this, [this] { ++m_heard; }), ...); };
+        const auto count = [&](auto... signal) { (connect(&scene, signal, this, [this] { ++m_received; }), ...); };
         count(&Source::destroyed, &Source::removed, &Source::activated, &Source::shown, &Source::enabled,
               &Source::renamed, &Scene::sceneSourceAdded, &Scene::sceneSourceRemoved, &Scene::sceneSourcesReordered,
               &Scene::sceneSourcesRefreshed, &Scene::sceneSourceVisibilityChanged, &Scene::sceneSourceLockChanged);
@@ -130,7 +130,7 @@ private:
     SignalQueue m_queue;
     std::unique_ptr<FakeFrontEnd> m_host;
     std::unique_ptr<Scene> m_wrapper;
-    int m_heard = 0;
+    int m_received = 0;
 };
 
 QTEST_MAIN(WrappersTest)

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "protocol/propertynames.h"
-#include "tests/support/stage.h"
+#include "tests/support/protocolfixture.h"
 #include "tests/support/table.h"
 
 #include <QJsonDocument>
@@ -9,30 +9,30 @@
 #include <utility>
 
 using namespace Qt::StringLiterals;
-using Loss = std::function<void(FakeFrontEnd&)>;
-Q_DECLARE_METATYPE(Loss)
+using Removal = std::function<void(FakeFrontEnd&)>;
+Q_DECLARE_METATYPE(Removal)
 
-// A host that has nothing to give, and one that ends or changes its collection at any moment.
-class FaultsTest : public QObject
+// OBS without scenes, transitions, a profile or a window, and OBS that exits or changes its scene collection at any
+// time.
+class FailureInjectionTest : public QObject
 {
     Q_OBJECT
 
 private slots:
 
-    void initTestCase() { QVERIFY2(Host::start(), "libobs did not start; is there a display?"); }
+    void initTestCase() { QVERIFY2(ObsRuntime::start(), "libobs did not start; is there a display?"); }
 
-    void cleanupTestCase() { QCOMPARE(Host::stop(), 0); }
+    void cleanupTestCase() { QCOMPARE(ObsRuntime::stop(), 0); }
 
-    void worksWithout_data()
+    void fallsBackWhenObsLacks_data()
     {
-        QTest::addColumn<Loss>("lose");
+        QTest::addColumn<Removal>("remove");
         QTest::addColumn<QString>("property");
         QTest::addColumn<QJsonValue>("fallback");
         const QJsonValue none(u""_s);
         const auto array = [](const char* json) { return QJsonDocument::fromJson(json).array(); };
-        const auto row = [](const char* name, const QString& property, const QJsonValue& fallback, const Loss& lose) {
-            QTest::newRow(name) << lose << property << fallback;
-        };
+        const auto row = [](const char* name, const QString& property, const QJsonValue& fallback,
+                            const Removal& remove) { QTest::newRow(name) << remove << property << fallback; };
         row("scene on air", u"sourceVisibles"_s, none, [](auto& host) { host.currentScene = nullptr; });
         row("scenes", u"sceneList"_s, QJsonArray(), [](auto& host) { host.clearCollection(); });
         row("one of the scenes", u"sceneList"_s,
@@ -57,12 +57,12 @@ private slots:
         });
     }
 
-    void worksWithout()
+    void fallsBackWhenObsLacks()
     {
-        QFETCH(const Loss, lose);
+        QFETCH(const Removal, remove);
         QFETCH(const QString, property);
         FakeFrontEnd host;
-        lose(host);
+        remove(host);
         const std::unique_ptr<QWidget> orphan(host.window && host.durationBox->parent() ? nullptr : host.durationBox);
         NetworkServer server(nullptr);
         ProtocolAdapter adapter(&server);
@@ -79,35 +79,35 @@ private slots:
             controller.set(name, 1);
             controller.set(name, u"Main"_s);
         }
-        QVERIFY(!controller.untilAnswer().contains("(no answer)"_L1));
+        QVERIFY(!controller.pushesUntilAnswer().contains("(no answer)"_L1));
         host.raise(OBS_FRONTEND_EVENT_EXIT);
     }
 
-    void keepsSceneForTheHostsRows()
+    void keepsSceneUntilItsRowsAreDeleted()
     {
-        Stage stage;
-        const OBSWeakSourceAutoRelease scene = obs_source_get_weak_source(stage.host.scenes[0]);
+        ProtocolFixture fixture;
+        const OBSWeakSourceAutoRelease scene = obs_source_get_weak_source(fixture.host.scenes[0]);
         auto* row = new QObject; // would disconnect from the scene's signals
         bool isInTime = false;
         connect(row, &QObject::destroyed, this, [&] {
-            Host::settle();
+            ObsRuntime::settle();
             isInTime = !obs_weak_source_expired(scene);
         });
         row->deleteLater();
-        stage.host.clearCollection();
-        stage.host.raise(OBS_FRONTEND_EVENT_SCENE_COLLECTION_CLEANUP);
-        Host::settle();
+        fixture.host.clearCollection();
+        fixture.host.raise(OBS_FRONTEND_EVENT_SCENE_COLLECTION_CLEANUP);
+        ObsRuntime::settle();
         QVERIFY(isInTime && obs_weak_source_expired(scene));
     }
 
-    void endsInsideADialog_data()
+    void survivesExitInsideADialog_data()
     {
         QTest::addColumn<QString>("property");
         QTest::newRow("streaming") << u"streaming"_s;
         QTest::newRow("recording") << u"recording"_s;
     }
 
-    void endsInsideADialog()
+    void survivesExitInsideADialog()
     {
         QFETCH(const QString, property);
         for (const int value : {0, 1}) {
@@ -136,38 +136,38 @@ private slots:
         }
     }
 
-    void endsAnywhere_data() { addTable(QFINDTESTDATA("pushes.txt"), {"script", "heard"}); }
+    void survivesExitAndCleanupAtAnyStep_data() { addTable(QFINDTESTDATA("pushes.txt"), {"script", "received"}); }
 
-    void endsAnywhere()
+    void survivesExitAndCleanupAtAnyStep()
     {
         QFETCH(QString, script);
         const QStringList steps = script.remove(u'!').trimmed().split(", "_L1).mid(0, 2);
         for (qsizetype position = 0; position <= steps.size(); ++position) {
             for (const QString& end : {u"event SCENE_COLLECTION_CLEANUP"_s, u"event EXIT"_s}) {
-                Stage stage;
-                const auto controller = stage.controller();
-                const OBSWeakSourceAutoRelease scene = obs_source_get_weak_source(stage.host.scenes[0]);
-                const OBSWeakSourceAutoRelease transition = obs_source_get_weak_source(stage.host.transitions[0]);
+                ProtocolFixture fixture;
+                const auto controller = fixture.controller();
+                const OBSWeakSourceAutoRelease scene = obs_source_get_weak_source(fixture.host.scenes[0]);
+                const OBSWeakSourceAutoRelease transition = obs_source_get_weak_source(fixture.host.transitions[0]);
                 QStringList changed = steps;
                 changed.insert(position, end);
                 for (const QString& step : changed) {
-                    stage.host.perform(step);
+                    fixture.host.perform(step);
                     controller->set(u"sourceVisibles"_s, 5);
                     QVERIFY(controller->read(u"sceneList"_s).isArray());
                 }
-                if (stage.host.callbacks.empty()) {
+                if (fixture.host.callbacks.empty()) {
                     continue; // the host raises no event after its exit
                 }
                 QVERIFY(end != "event EXIT"_L1);
                 // After any steps the next cleanup releases everything.
-                stage.host.clearCollection();
-                stage.host.perform(end);
-                Host::settle();
+                fixture.host.clearCollection();
+                fixture.host.perform(end);
+                ObsRuntime::settle();
                 QVERIFY(obs_weak_source_expired(scene) && obs_weak_source_expired(transition));
             }
         }
     }
 };
 
-QTEST_MAIN(FaultsTest)
-#include "faultstest.moc"
+QTEST_MAIN(FailureInjectionTest)
+#include "failureinjectiontest.moc"

@@ -15,7 +15,7 @@
 using namespace Qt::StringLiterals;
 
 // How controllers' numbers are taken, how the host's are shown, and how entries are packed.
-class ValuesTest : public QObject
+class ValueConversionTest : public QObject
 {
     Q_OBJECT
 
@@ -136,5 +136,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(ValuesTest)
-#include "valuestest.moc"
+QTEST_GUILESS_MAIN(ValueConversionTest)
+#include "valueconversiontest.moc"

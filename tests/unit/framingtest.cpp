@@ -10,7 +10,7 @@
 using namespace Qt::StringLiterals;
 
 // The frames of both directions, on a device in memory.
-class FramesTest : public QObject
+class FramingTest : public QObject
 {
     Q_OBJECT
 
@@ -108,7 +108,7 @@ private slots:
         QCOMPARE(count, 4);
     }
 
-    void survivesItsEndInAHandler()
+    void mayBeDestroyedInHandler()
     {
         MemoryDevice device;
         device.input = "0002{}0002{}";
@@ -170,5 +170,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(FramesTest)
-#include "framestest.moc"
+QTEST_GUILESS_MAIN(FramingTest)
+#include "framingtest.moc"

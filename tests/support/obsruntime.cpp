@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
-#include "hostfixture.h"
+#include "obsruntime.h"
 
 #include <cstdarg>
 #include <thread>
@@ -44,7 +44,7 @@ void reportErrors(int level, const char* format, va_list arguments, void* /*para
 
 } // namespace
 
-namespace Host {
+namespace ObsRuntime {
 
 bool start()
 {
@@ -105,4 +105,4 @@ void onOtherThread(const std::function<void()>& function)
     std::thread(function).join();
 }
 
-} // namespace Host
+} // namespace ObsRuntime

@@ -4,16 +4,16 @@
 #include "controller.h"
 #include "fakefrontend.h"
 #include "frozenclock.h"
-#include "hostfixture.h"
 #include "logcapture.h"
 #include "network/networkserver.h"
+#include "obsruntime.h"
 #include "protocol/protocoladapter.h"
 
-// The protocol on a real server, in a host of the test's own. libobs has been started.
-class Stage
+// Server and protocol with the fake front end. libobs has been started.
+class ProtocolFixture
 {
 public:
-    Stage()
+    ProtocolFixture()
     {
         server.start(0);
         warnings.clear();
@@ -21,15 +21,15 @@ public:
             [](QtMsgType, const QMessageLogContext&, const QString& text) { warnings.append(text); });
     }
 
-    ~Stage()
+    ~ProtocolFixture()
     {
         qInstallMessageHandler(previousHandler);
         host.raise(OBS_FRONTEND_EVENT_EXIT);
     }
 
-    Q_DISABLE_COPY_MOVE(Stage)
+    Q_DISABLE_COPY_MOVE(ProtocolFixture)
 
-    // Connected, the state that it is sent taken.
+    // Connected, and its full state received.
     std::unique_ptr<Controller> controller()
     {
         auto connected = std::make_unique<Controller>(server.serverPort());
@@ -37,7 +37,7 @@ public:
         return connected;
     }
 
-    static inline QStringList warnings; // of Qt, which would go to the host's log
+    static inline QStringList warnings; // of Qt, which OBS would log
 
     LogCapture log;
     FakeFrontEnd host;

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#pragma once
+
+#include <QObject>
+
+#include <functional>
+
+#include <obs.hpp>
+
+// The real libobs inside a test, with two source types for tests. It needs a display.
+namespace ObsRuntime {
+
+// Call it once a process; then only errors of libobs are printed. False when libobs does not start: then nothing else
+// here may be called.
+[[nodiscard]] bool start();
+
+// Waits for the destruction thread of libobs: a source keeps its name until that thread has destroyed it.
+void settle();
+
+// Shuts down and returns the number of allocations that libobs leaks; -1 when it was not started.
+[[nodiscard]] long stop();
+
+OBSSourceAutoRelease transition(const char* name);
+
+// A new input, put on top of the scene. The scene owns the item.
+obs_sceneitem_t* addItem(obs_scene_t* scene, const char* name);
+
+// Emits a signal of the source, with these arguments besides "source" and, for a scene, "scene".
+void raise(obs_source_t* source, const char* signal, const std::function<void(calldata_t*)>& addArguments = {});
+
+// Runs the function on another thread and waits for its end without turning the event loop.
+void onOtherThread(const std::function<void()>& function);
+
+} // namespace ObsRuntime
