@@ -15,7 +15,7 @@ from obskit.obsprocess import ObsProcess, collection, free_port
 
 BUILD = pathlib.Path(os.environ["KESTREL_BUILD"])
 SCREENSHOT = BUILD.parent / "demo.png"
-INTERRUPTIONS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
+INTERRUPTIONS = (signal.SIGINT, signal.SIGTERM)
 
 
 def users_display():
@@ -50,12 +50,13 @@ def watch(obs):
     try:
         return watcher.wait() == 0
     except KeyboardInterrupt:
-        watcher.send_signal(signal.SIGINT)  # a terminal has done so already, kill has not
-        return watcher.wait() == 0
+        watcher.terminate()
+        watcher.wait()
+        return True
 
 
 def interrupt(*_):
-    """Ends watch() after Ctrl-C, kill, or the end of the terminal. OBS then closes without further interruption."""
+    """Ends watch() after Ctrl-C or kill. OBS then closes without further interruption."""
     for number in INTERRUPTIONS:
         signal.signal(number, signal.SIG_IGN)
     raise KeyboardInterrupt
