@@ -48,8 +48,7 @@ void SignalQueue::deliver()
 
 void SignalQueue::deliverSlice()
 {
-    while (deliverFirst() && !m_task.isSliceOver()) {
-    }
+    while (deliverFirst() && !m_task.isSliceOver()) {}
 }
 
 bool SignalQueue::deliverFirst()

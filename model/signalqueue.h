@@ -35,8 +35,8 @@ public:
     // Main thread. The argument is true when the record stands for several that have merged.
     using Delivery = std::function<void(bool isMerged)>;
 
-    // Enqueues one signal of the wrapper. Any thread, with any of OBS's locks held; the delivery must hold no reference.
-    // The wrapper must be alive and call removePending() before it ends.
+    // Enqueues one signal of the wrapper. Any thread, with any of OBS's locks held; the delivery must hold no
+    // reference. The wrapper must be alive and call removePending() before it ends.
     void post(const QObject* wrapper, Kind kind, Delivery delivery);
 
     // Delivers what is pending now. Main thread; re-entrant.

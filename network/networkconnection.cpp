@@ -124,7 +124,8 @@ bool NetworkConnection::checkAlive()
         fail("Connection alive expired. Disconnecting!");
         return false;
     }
-    // Nested event loops can exclude socket notifiers. With input still unread Qt is not to notice that the peer is gone.
+    // Nested event loops can exclude socket notifiers. With input still unread Qt is not to notice that the peer is
+    // gone.
     if (m_socket.bytesToWrite() > 0 && !isBusy() && m_socket.state() == QAbstractSocket::ConnectedState) {
         static_cast<QAbstractSocket&>(m_socket).flush();
     }
@@ -165,8 +166,7 @@ void NetworkConnection::readData()
 void NetworkConnection::handleInput()
 {
     const QPointer<NetworkConnection> self(this);
-    const bool isWellFormed
-        = m_reader.readFrames([this] { return !m_isEnding && !m_continuation && !isSliceOver(); });
+    const bool isWellFormed = m_reader.readFrames([this] { return !m_isEnding && !m_continuation && !isSliceOver(); });
     if (!self) {
         return;
     }

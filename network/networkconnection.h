@@ -16,10 +16,10 @@ class SlicedTask;
 
 // One controller: its socket, the frames on it in both directions, and the check that it is alive.
 //
-// Created, checked and deleted by NetworkServer, on the main thread. All other code knows a connection as a handle, valid
-// from NetworkServer::connectionAdded until the idle pass that deletes it. Handlers of receivedJson run inside the
-// handling of the socket's input and may enter a nested event loop (a modal dialog of OBS): then no further frame of this
-// connection is handled until they return. So may those of disconnectedFromClient.
+// Created, checked and deleted by NetworkServer, on the main thread. All other code knows a connection as a handle,
+// valid from NetworkServer::connectionAdded until the idle pass that deletes it. Handlers of receivedJson run inside
+// the handling of the socket's input and may enter a nested event loop (a modal dialog of OBS): then no further frame
+// of this connection is handled until they return. So may those of disconnectedFromClient.
 //
 // Requests are handled in the slices of a task that all connections share. A connection whose request or input goes on
 // after the slice emits turnNeeded() and is called with takeTurn().
@@ -28,7 +28,8 @@ class NetworkConnection : public QObject
     Q_OBJECT
 
 public:
-    // The rest of a request: does some of it, until isSliceOver() or !mayAnswer(), and returns true when nothing is left.
+    // The rest of a request: does some of it, until isSliceOver() or !mayAnswer(), and returns true when nothing is
+    // left.
     using Continuation = std::function<bool()>;
 
     // The body of a push, made only when it is sent.

@@ -43,8 +43,8 @@ public:
 
     bool hasConnections() const { return !m_connections.isEmpty(); }
 
-    // Sends the bytes that writeAll() and pushAll() have queued, as far as the system takes them, instead of in the next
-    // idle pass. A connection whose handler is running sends them with its answers.
+    // Sends the bytes that writeAll() and pushAll() have queued, as far as the system takes them, instead of in the
+    // next idle pass. A connection whose handler is running sends them with its answers.
     void flush();
 
 signals:
@@ -72,7 +72,7 @@ private:
     SlicedTask m_requests {[this] { takeTurns(); }};
     QList<QPointer<NetworkConnection>> m_waiting; // for their turn, in this order
     QList<NetworkConnection*> m_connections;      // in the order of acceptance
-    QList<NetworkConnection*> m_deadConnections; // each also in m_connections
+    QList<NetworkConnection*> m_deadConnections;  // each also in m_connections
     QTimer m_idleTimer;
     QDeadlineTimer m_acceptRetry; // while accepting is paused for want of descriptors
     bool m_isAcceptingPaused = false;

@@ -7,7 +7,8 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
-// Writes JSON straight into compact text, for values too large to be built as a tree first. The caller nests and orders.
+// Writes JSON straight into compact text, for values too large to be built as a tree first. The caller nests and
+// orders.
 using JsonBuffer = rapidjson::StringBuffer;
 using JsonWriter = rapidjson::Writer<JsonBuffer>;
 

@@ -6,8 +6,8 @@
 
 #include <utility>
 
-// Wraps entries into messages {"values":[entry...]}: in order, each message as full as a short frame allows. An entry that
-// fits no short frame has a message of its own.
+// Wraps entries into messages {"values":[entry...]}: in order, each message as full as a short frame allows. An entry
+// that fits no short frame has a message of its own.
 class MessageBuilder
 {
 public:

@@ -29,8 +29,8 @@ struct ProtocolAdapter::Request
     qsizetype next = 0;
 };
 
-// Every getter and setter, and nothing else of the class. Looked up before Qt is asked to invoke anything, since Qt warns
-// of an unknown name in OBS's log, and controllers choose the names.
+// Every getter and setter, and nothing else of the class. Looked up before Qt is asked to invoke anything, since Qt
+// warns of an unknown name in OBS's log, and controllers choose the names.
 const ProtocolAdapter::Property* ProtocolAdapter::findProperty(const QString& methodName)
 {
     static const QHash<QString, Property> properties = [] {

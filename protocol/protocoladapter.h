@@ -26,9 +26,9 @@ class NetworkServer;
 // by name: "get" or "set" and the property's name with its first letter in upper case. The order of the slots is part
 // of the interface.
 //
-// Main thread only. A request is handled completely, answer included, within the server's signal, unless it takes longer
-// than a slice of the event loop's time or the controller does not read its answers: then the connection calls for the
-// rest in later turns. A setter can make OBS raise events at once; what they push leaves before the answer.
+// Main thread only. A request is handled completely, answer included, within the server's signal, unless it takes
+// longer than a slice of the event loop's time or the controller does not read its answers: then the connection calls
+// for the rest in later turns. A setter can make OBS raise events at once; what they push leaves before the answer.
 class ProtocolAdapter : public QObject
 {
     Q_OBJECT
@@ -46,8 +46,8 @@ public:
     // The slot that serves a property: "sceneList" is read by "getSceneList".
     static QString methodName(const QString& name, MethodType type);
 
-    // One property, read now: the entry {"name", "type": "set", "value"} as compact JSON, with the name as given, or the
-    // empty object when there is no such property.
+    // One property, read now: the entry {"name", "type": "set", "value"} as compact JSON, with the name as given, or
+    // the empty object when there is no such property.
     QByteArray valueEntry(const QString& name);
 
     // Sends an entry as a message of its own to a connection, or to all.

@@ -181,8 +181,8 @@ void ProtocolAdapter::applyItemMask(const QVariant& value, bool (SceneSource::*i
     if (!mask || !scene) {
         return;
     }
-    // Each change is pushed before the next is made, and what is delivered with it may replace the scene's wrappers: the
-    // walk goes over wrappers of its own. Past a slice the changes of a large scene are pushed together at the end.
+    // Each change is pushed before the next is made, and what is delivered with it may replace the scene's wrappers:
+    // the walk goes over wrappers of its own. Past a slice the changes of a large scene are pushed together at the end.
     const QDeadlineTimer deadline(SlicedTask::sliceLength);
     std::vector<std::unique_ptr<SceneSource>> items;
     for (const SceneSource* source : scene->sceneSources()) {

@@ -10,8 +10,8 @@
 
 // Work on the main thread in slices of at most about 10 ms, one per turn of the event loop.
 //
-// This is what bounds the plug-in's work on OBS's main thread, in both directions: SignalQueue delivers OBS's signals in
-// the slices of one task, NetworkServer handles requests in the slices of another. Between two slices OBS paints its
+// This is what bounds the plug-in's work on OBS's main thread, in both directions: SignalQueue delivers OBS's signals
+// in the slices of one task, NetworkServer handles requests in the slices of another. Between two slices OBS paints its
 // window and handles its own events. A nested event loop (a modal dialog of OBS) runs slices of its own.
 class SlicedTask : public QObject
 {
@@ -20,7 +20,8 @@ class SlicedTask : public QObject
 public:
     static constexpr std::chrono::milliseconds sliceLength {10};
 
-    // Does what is pending, step by step, and returns when isSliceOver(). Runs on the main thread. May destroy the task.
+    // Does what is pending, step by step, and returns when isSliceOver(). Runs on the main thread. May destroy the
+    // task.
     using Work = std::function<void()>;
 
     explicit SlicedTask(Work work);

@@ -34,8 +34,7 @@ private slots:
         SlicedTask task([&] {
             ++runs;
             QVERIFY(task.begin());
-            while (!task.isSliceOver()) {
-            }
+            while (!task.isSliceOver()) {}
             task.schedule();
             task.schedule();
         });
@@ -246,7 +245,7 @@ private:
         for (int i = 0; i < count; ++i) {
             const QByteArray name = QByteArray::number(i).rightJustified(100, 'x');
             m_fixture->host.items.insert(m_fixture->host.items.begin(),
-                                       ObsRuntime::addItem(obs_scene_from_source(m_fixture->host.scenes[0]), name));
+                                         ObsRuntime::addItem(obs_scene_from_source(m_fixture->host.scenes[0]), name));
         }
         QCoreApplication::processEvents();
     }

