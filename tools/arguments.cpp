@@ -39,7 +39,7 @@ bool isOption(const QString& argument)
 
 const Option* findOption(const QString& name)
 {
-    const auto found
+    const Option* const found
         = std::find_if(std::begin(options), std::end(options), [&](const Option& o) { return o.name == name; });
     return found == std::end(options) ? nullptr : found;
 }
@@ -96,7 +96,8 @@ Result help()
                        u"Options:"_s};
     lines += optionLines({});
     for (const auto& [title, group] :
-         {std::pair {u"Read:"_s, Command::Group::Read}, std::pair {u"Change:"_s, Command::Group::Change}}) {
+         {std::pair {u"Read:"_s, Command::Group::Read}, std::pair {u"Change:"_s, Command::Group::Change},
+          std::pair {u"Other:"_s, Command::Group::Other}}) {
         QList<QList<Format::Cell>> rows;
         for (const Command& command : commands) {
             if (command.group == group) {
@@ -148,7 +149,7 @@ namespace Arguments {
 
 const Command* findCommand(const QString& name)
 {
-    const auto found
+    const Command* const found
         = std::find_if(std::begin(commands), std::end(commands), [&](const Command& c) { return c.name == name; });
     return found == std::end(commands) ? nullptr : found;
 }

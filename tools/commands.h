@@ -19,8 +19,8 @@ struct Invocation
     bool isJson = false;
 };
 
-// The commands of kestrelctl. Each runs an event loop until OBS has confirmed what was requested. "wait", "version" and
-// "complete" are called on a session that is not open, all others on an open one.
+// The commands of kestrelctl. Each runs an event loop until OBS has confirmed what was requested. Those of
+// the groups Other and Hidden are called before the session is open.
 namespace Commands {
 
 Result state(KestrelSession& session, const Invocation& invocation);

@@ -174,7 +174,7 @@ struct WritableProperty
 {
     QLatin1StringView name;
     QLatin1StringView value; // as in Command::arguments
-    Result (*set)(KestrelSession&, const QString& property, const QString& text);
+    Result (*set)(KestrelSession&, const QString& property, const QString& text) = nullptr;
 };
 
 constexpr WritableProperty writableProperties[] {
@@ -194,8 +194,9 @@ constexpr WritableProperty writableProperties[] {
 
 const WritableProperty* findWritable(const QString& name)
 {
-    const auto found = std::find_if(std::begin(writableProperties), std::end(writableProperties),
-                                    [&](const WritableProperty& property) { return property.name == name; });
+    const WritableProperty* const found
+        = std::find_if(std::begin(writableProperties), std::end(writableProperties),
+                       [&](const WritableProperty& property) { return property.name == name; });
     return found == std::end(writableProperties) ? nullptr : found;
 }
 

@@ -13,7 +13,7 @@ namespace {
 struct ItemState
 {
     QLatin1StringView property;
-    bool SceneItem::*isSet;
+    bool SceneItem::*isSet = nullptr;
     QLatin1StringView setText;
     QLatin1StringView clearText;
 };
@@ -112,7 +112,7 @@ Result items(KestrelSession& session, const Invocation& invocation)
     QStringList set;
     QStringList cleared;
     for (const QString& word : invocation.words) {
-        const auto [index, error] = findItem(items, word);
+        auto [index, error] = findItem(items, word);
         if (index < 0) {
             return error;
         }
@@ -120,7 +120,7 @@ Result items(KestrelSession& session, const Invocation& invocation)
         wanted[index] = isSet;
         (isSet ? set : cleared).append(items[index].name);
     }
-    if (const Result error = sharedBitError(items, wanted); error.status != ExitStatus::done) {
+    if (Result error = sharedBitError(items, wanted); error.status != ExitStatus::done) {
         return error;
     }
     QStringList phrases;

@@ -7,7 +7,6 @@
 #include <QSocketNotifier>
 #include <QTime>
 
-#include <array>
 #include <csignal>
 #include <utility>
 
@@ -23,7 +22,7 @@ constexpr std::chrono::milliseconds statisticsInterval = 1s;
 
 constexpr qsizetype nameColumns = 20;
 
-std::array<int, 2> signalPipe {};
+int signalPipe[2] = {};
 
 extern "C" void writeSignal(int /*number*/)
 {
@@ -34,7 +33,7 @@ extern "C" void writeSignal(int /*number*/)
 Result runUntilInterrupted(KestrelSession& session)
 {
     bool isInterrupted = false;
-    if (pipe(signalPipe.data()) != 0) {
+    if (pipe(signalPipe) != 0) {
         return Result::failure(u"no pipe for signals: %1"_s.arg(qt_error_string()));
     }
     std::signal(SIGINT, writeSignal);

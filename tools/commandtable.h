@@ -12,7 +12,8 @@ struct Command
     enum class Group {
         Read,
         Change,
-        Hidden,
+        Other,  // called before the session is open
+        Hidden, // likewise
     };
 
     QLatin1StringView name;
@@ -20,10 +21,11 @@ struct Command
     // (on|off); in brackets when it can be omitted, with "..." when it can be repeated.
     QLatin1StringView arguments;
     QLatin1StringView summary;
-    Group group;
-    Result (*run)(KestrelSession&, const Invocation&);
+    Group group = Group::Read;
+    Result (*run)(KestrelSession&, const Invocation&) = nullptr;
     QLatin1StringView property {}; // that the command reads or sets, if it is always the same
-    bool isOffline = false;        // called before the session is open
+
+    bool isOffline() const { return group == Group::Other || group == Group::Hidden; }
 };
 
 inline constexpr Command commands[] {
@@ -36,8 +38,6 @@ inline constexpr Command commands[] {
      Commands::watch},
     {"stats"_L1, ""_L1, "Show the load of OBS and the statistics of its outputs"_L1, Command::Group::Read,
      Commands::stats},
-    {"wait"_L1, ""_L1, "Wait until the plug-in answers"_L1, Command::Group::Read, Commands::wait, {}, true},
-    {"version"_L1, ""_L1, "Print the version of this program"_L1, Command::Group::Read, Commands::version, {}, true},
     {"scene"_L1, "SCENE"_L1, "Switch to a scene"_L1, Command::Group::Change, Commands::setOne, "currentScene"_L1},
     {"preview"_L1, "SCENE"_L1, "Choose the preview scene of studio mode"_L1, Command::Group::Change, Commands::setOne,
      "previewScene"_L1},
@@ -50,7 +50,7 @@ inline constexpr Command commands[] {
     {"transition"_L1, "[TRANSITION]"_L1, "Choose the transition, or list all"_L1, Command::Group::Change,
      Commands::transition},
     {"go"_L1, ""_L1, "Run the transition of studio mode"_L1, Command::Group::Change, Commands::go},
-    {"cut"_L1, ""_L1, "Run the transition \"Cut\", for this once"_L1, Command::Group::Change, Commands::cut},
+    {"cut"_L1, ""_L1, R"(Run the transition "Cut", for this once)"_L1, Command::Group::Change, Commands::cut},
     {"record"_L1, "[start|stop|toggle|status]"_L1, "Start or stop recording, or show its status"_L1,
      Command::Group::Change, Commands::changeSwitch, "recording"_L1},
     {"stream"_L1, "[start|stop|toggle|status]"_L1, "Start or stop streaming, or show its status"_L1,
@@ -58,13 +58,9 @@ inline constexpr Command commands[] {
     {"studio"_L1, "[on|off|toggle|status]"_L1, "Turn studio mode on or off, or show its status"_L1,
      Command::Group::Change, Commands::changeSwitch, "studioMode"_L1},
     {"set"_L1, "PROPERTY VALUE"_L1, "Set a property"_L1, Command::Group::Change, Commands::set},
-    {"complete"_L1,
-     "WORD..."_L1,
-     "Print candidates for a shell"_L1,
-     Command::Group::Hidden,
-     Commands::complete,
-     {},
-     true},
+    {"wait"_L1, ""_L1, "Wait until the plug-in answers"_L1, Command::Group::Other, Commands::wait},
+    {"version"_L1, ""_L1, "Print the version of this program"_L1, Command::Group::Other, Commands::version},
+    {"complete"_L1, "WORD..."_L1, "Print candidates for a shell"_L1, Command::Group::Hidden, Commands::complete},
 };
 
 struct Option

@@ -15,7 +15,7 @@ namespace {
 Result run(const Invocation& invocation)
 {
     KestrelSession session(invocation.timeout.value_or(KestrelSession::defaultTimeout));
-    if (!invocation.command->isOffline && !session.open(invocation.port)) {
+    if (!invocation.command->isOffline() && !session.open(invocation.port)) {
         return Commands::unconnected(session, invocation.port);
     }
     return invocation.command->run(session, invocation);
@@ -26,8 +26,8 @@ Result run(const Invocation& invocation)
 int main(int argc, char* argv[])
 {
     // Qt warns of locales without UTF-8 and then uses UTF-8 all the same.
-    std::setlocale(LC_ALL, "");
-    if (QByteArrayView(nl_langinfo(CODESET)) != "UTF-8") {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread yet
+    if (std::setlocale(LC_ALL, "") == nullptr || QByteArrayView(nl_langinfo(CODESET)) != "UTF-8") {
         qputenv("LC_ALL", "C.UTF-8");
     }
     const QCoreApplication application(argc, argv);
