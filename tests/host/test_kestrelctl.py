@@ -60,7 +60,7 @@ SCENARIOS = {
         ("toggle Title Wall --json", 0, '{"changed":true,"name":"sourceVisibles","value":4}', {"sourceVisibles": 4}),
         ("toggle 1 2 3", 0, "Title, Clock are shown; Wall is hidden", {"sourceVisibles": 3}),
         ("toggle Wall", 0, "Wall is shown", {"sourceVisibles": 7}),
-        ("hide Title Nobody", 1, 'kestrelctl: the program scene has no item "Nobody"', {"sourceVisibles": 7}),
+        ("hide Title Missing", 1, 'kestrelctl: the program scene has no item "Missing"', {"sourceVisibles": 7}),
         ("toggle 4", 1, 'kestrelctl: the program scene has no item "4"', {"sourceVisibles": 7}),
         ("set sourceVisibles 0x5", 2, "kestrelctl: sourceVisibles takes a number of 32 bits", {}),
     ],
