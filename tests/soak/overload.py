@@ -466,12 +466,14 @@ class Masks(RequestLoad):
         return self.request([encode_frame([*self.masks(MASK_FRAME_ENTRIES), {"name": MARKER}])], 0, MARKER, 1)
 
 
-class Frames(Masks):
-    """Many frames a second, each with a mask and a request."""
+class Frames(RequestLoad):
+    """Many frames a second, each with a mask that changes one item and a request."""
 
     def load(self):
         seconds = 2 * self.options.seconds
-        frames = [encode_frame([mask, {"name": MARKER}]) for mask in self.masks(FRAMES_PER_S * seconds)]
+        every_item = (1 << self.options.items) - 1
+        frames = [encode_frame([{"type": "set", "name": "sourceVisibles", "value": every_item - position % 2},
+                                {"name": MARKER}]) for position in range(FRAMES_PER_S * seconds)]
         return self.request(frames, seconds, MARKER, len(frames))
 
 
