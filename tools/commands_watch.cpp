@@ -4,13 +4,18 @@
 #include "commandtable.h"
 #include "format.h"
 
-#include <QSocketNotifier>
 #include <QTime>
 
 #include <csignal>
 #include <utility>
 
+#ifdef Q_OS_WIN
+#include <atomic>
+#else
+#include <QSocketNotifier>
+
 #include <unistd.h>
+#endif
 
 using namespace std::chrono_literals;
 using Terminal::Style;
@@ -22,6 +27,26 @@ constexpr std::chrono::milliseconds statisticsInterval = 1s;
 
 constexpr qsizetype nameColumns = 20;
 
+// runUntilInterrupted() runs until Ctrl-C, or until the connection ends, as it does with OBS; both are success.
+#ifdef Q_OS_WIN
+std::atomic<KestrelSession*> interruptedSession = nullptr;
+std::atomic<bool> isInterrupted = false;
+
+// Windows runs it on a thread of its own.
+extern "C" void reportSignal(int /*number*/)
+{
+    isInterrupted = true;
+    QMetaObject::invokeMethod(interruptedSession, &KestrelSession::recheck, Qt::QueuedConnection);
+}
+
+Result runUntilInterrupted(KestrelSession& session)
+{
+    interruptedSession = &session;
+    std::signal(SIGINT, reportSignal);
+    return session.waitFor([] { return isInterrupted.load(); }, std::nullopt) ? Result()
+                                                                              : Result {.error = session.errorString()};
+}
+#else
 int signalPipe[2] = {};
 
 extern "C" void writeSignal(int /*number*/)
@@ -29,7 +54,6 @@ extern "C" void writeSignal(int /*number*/)
     static_cast<void>(!write(signalPipe[1], "", 1));
 }
 
-// Until Ctrl-C, or until the connection ends, as it does with OBS; both are success.
 Result runUntilInterrupted(KestrelSession& session)
 {
     bool isInterrupted = false;
@@ -50,6 +74,7 @@ Result runUntilInterrupted(KestrelSession& session)
     return session.waitFor([&] { return isInterrupted; }, std::nullopt) ? Result()
                                                                         : Result {.error = session.errorString()};
 }
+#endif
 
 // Requests the statistics again and again for as long as the timer lives.
 void poll(QTimer& timer, KestrelClient& client, const QStringList& statistics)

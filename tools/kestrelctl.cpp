@@ -6,9 +6,11 @@
 
 #include <QCoreApplication>
 
+#ifndef Q_OS_WIN
 #include <clocale>
 
 #include <langinfo.h>
+#endif
 
 namespace {
 
@@ -25,11 +27,13 @@ Result run(const Invocation& invocation)
 
 int main(int argc, char* argv[])
 {
+#ifndef Q_OS_WIN
     // Qt warns of locales without UTF-8 and then uses UTF-8 all the same.
     // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread yet
     if (std::setlocale(LC_ALL, "") == nullptr || QByteArrayView(nl_langinfo(CODESET)) != "UTF-8") {
         qputenv("LC_ALL", "C.UTF-8");
     }
+#endif
     const QCoreApplication application(argc, argv);
 
     const auto parsed = Arguments::parse(QCoreApplication::arguments().mid(1));

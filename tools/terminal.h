@@ -34,10 +34,12 @@ QString printable(QString text);
 
 bool isTerminal();
 
+#ifndef Q_OS_WIN
 // Whether standard output is read by another program, which can end before this one.
 bool isPipe();
+#endif
 
-// Ends the program by SIGPIPE.
+// Ends the program by SIGPIPE, on Windows with a failure.
 [[noreturn]] void endWithoutReader();
 
 // False, after a message, when something could not be written.
