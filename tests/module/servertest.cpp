@@ -13,8 +13,10 @@
 
 #include <functional>
 
+#ifndef Q_OS_WIN
 #include <sys/resource.h>
 #include <unistd.h>
+#endif
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -150,8 +152,13 @@ private slots:
                 server->writeAll(json);
             }
         };
-        QTest::newRow("peer does not read")
-            << Ending(writeOn) << "NetworkConnection::write failed, disconnecting/Deleting dead connection";
+#ifdef Q_OS_WIN // which takes all that is unsent when the connection ends, and so the socket reports its end
+        const auto unread = u"NetworkConnection::write failed, disconnecting/Connection removed/handled/Deleting dead "
+                            "connection"_s;
+#else
+        const auto unread = u"NetworkConnection::write failed, disconnecting/Deleting dead connection"_s;
+#endif
+        QTest::newRow("peer does not read") << Ending(writeOn) << unread;
     }
 
     void endsConnection()
@@ -198,6 +205,7 @@ private slots:
         QCOMPARE(takeLog(), each + each + "Deleting dead connection/Deleting dead connection"_L1);
     }
 
+#ifndef Q_OS_WIN // whose timers cannot be stopped
     void spacesIdlePasses()
     {
         FrozenClock clock;
@@ -212,6 +220,7 @@ private slots:
         }
         QVERIFY2(waited >= 28ms && waited <= 32ms, qPrintable(QString::number(waited.count()))); // 30 ms, coarse
     }
+#endif
 
     void survivesPauses_data()
     {
@@ -351,6 +360,7 @@ private slots:
         }
     }
 
+#ifndef Q_OS_WIN // which has no such limit
     void pausesAcceptingWithoutDescriptors()
     {
         FrozenClock clock;
@@ -390,6 +400,7 @@ private slots:
             QCOMPARE(takeLog(), u"announced/Added new connection"_s); // each shortage is logged once
         }
     }
+#endif
 
 private:
     std::unique_ptr<Controller> connectController()
@@ -402,7 +413,10 @@ private:
         return controller;
     }
 
-    QString takeLog() { return m_log.take().join(u'/'); }
+    QString takeLog()
+    {
+        return m_log.take().join(u'/');
+    }
 
     LogCapture m_log;
     std::unique_ptr<NetworkServer> m_server;

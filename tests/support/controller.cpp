@@ -9,7 +9,11 @@
 #include <chrono>
 #include <thread>
 
+#ifdef Q_OS_WIN
+#include <winsock2.h>
+#else
 #include <sys/socket.h>
+#endif
 
 using namespace Qt::StringLiterals;
 
@@ -55,7 +59,11 @@ void Controller::set(const QString& name, const QJsonValue& value)
 
 void Controller::shutDownSending()
 {
+#ifdef Q_OS_WIN
+    shutdown(static_cast<SOCKET>(m_socket.socketDescriptor()), SD_SEND);
+#else
     shutdown(static_cast<int>(m_socket.socketDescriptor()), SHUT_WR);
+#endif
 }
 
 void Controller::readAvailable()

@@ -51,7 +51,7 @@ int eventNamed(const QString& name)
     };
 #undef EVENT
     if (!events.contains(name)) {
-        qFatal("unknown event \"%s\"", qPrintable(name));
+        qFatal("unknown event \"%s\"", qUtf8Printable(name));
     }
     return events.value(name);
 }
@@ -172,18 +172,18 @@ void FakeFrontEnd::perform(const QString& script)
         return scene == scenes.end() ? nullptr : scene->Get();
     };
     const auto first = [this] { return obs_scene_from_source(scenes.at(0)); };
-    const auto item = [first](const QString& name) { return obs_scene_find_source(first(), qPrintable(name)); };
-    const auto add = [first](const QString& name) { return ObsRuntime::addItem(first(), qPrintable(name)); };
+    const auto item = [first](const QString& name) { return obs_scene_find_source(first(), qUtf8Printable(name)); };
+    const auto add = [first](const QString& name) { return ObsRuntime::addItem(first(), qUtf8Printable(name)); };
     const QHash<QString, std::function<void(const QString&)>> steps {
         {u"event"_s, [this](auto name) { raise(eventNamed(name)); }},
-        {u"signal"_s, [this](auto name) { ObsRuntime::raise(scenes.at(0), qPrintable(name)); }},
+        {u"signal"_s, [this](auto name) { ObsRuntime::raise(scenes.at(0), qUtf8Printable(name)); }},
         {u"hide item"_s, [=](auto name) { obs_sceneitem_set_visible(item(name), false); }},
         {u"lock item"_s, [=](auto name) { obs_sceneitem_set_locked(item(name), true); }},
         {u"remove item"_s, [=](auto name) { obs_sceneitem_remove(item(name)); }},
         {u"move to top item"_s, [=](auto name) { obs_sceneitem_set_order(item(name), OBS_ORDER_MOVE_TOP); }},
         {u"add item"_s, [=](auto name) { add(name); }},
         {u"add and remove item"_s, [=](auto name) { obs_sceneitem_remove(add(name)); }},
-        {u"rename first scene"_s, [this](auto name) { obs_source_set_name(scenes.at(0), qPrintable(name)); }},
+        {u"rename first scene"_s, [this](auto name) { obs_source_set_name(scenes.at(0), qUtf8Printable(name)); }},
         {u"disable scene"_s, [=](auto name) { obs_source_set_enabled(sceneNamed(name), false); }},
         {u"remove scene"_s, [=](auto name) { obs_source_remove(sceneNamed(name)); }},
         // Without events, as if OBS had started so.
@@ -206,7 +206,7 @@ void FakeFrontEnd::perform(const QString& script)
     for (const QString& part : parts) {
         const auto step = steps.constFind(part.section(' '_L1, 0, -2));
         if (step == steps.cend()) {
-            qFatal("unknown step \"%s\"", qPrintable(part));
+            qFatal("unknown step \"%s\"", qUtf8Printable(part));
         }
         (*step)(part.section(' '_L1, -1));
     }

@@ -38,7 +38,7 @@ void registerTypes()
 void reportErrors(int level, const char* format, va_list arguments, void* /*parameter*/)
 {
     if (level <= LOG_ERROR) {
-        qWarning("%s", qPrintable(QString::vasprintf(format, arguments)));
+        qWarning("%s", qUtf8Printable(QString::vasprintf(format, arguments)));
     }
 }
 

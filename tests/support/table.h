@@ -13,7 +13,7 @@ inline void addTable(const QString& path, std::initializer_list<const char*> col
     }
     QFile table(path);
     if (!table.open(QIODevice::ReadOnly)) {
-        qFatal("no table %s", qPrintable(path));
+        qFatal("no table %s", qUtf8Printable(path));
     }
     const QStringList lines = QString::fromUtf8(table.readAll()).split(u'\n');
     for (const QString& line : lines) {
@@ -22,9 +22,9 @@ inline void addTable(const QString& path, std::initializer_list<const char*> col
             continue;
         }
         if (cells.size() != static_cast<qsizetype>(columns.size()) + 1) {
-            qFatal("a line with other columns: %s", qPrintable(line));
+            qFatal("a line with other columns: %s", qUtf8Printable(line));
         }
-        QTestData& row = QTest::newRow(qPrintable(cells.constFirst().trimmed()));
+        QTestData& row = QTest::newRow(qUtf8Printable(cells.constFirst().trimmed()));
         for (const QString& cell : cells.mid(1)) {
             row << cell.trimmed();
         }

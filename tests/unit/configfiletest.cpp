@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "plugin/configfile.h"
 
-#include <QDir>
-#include <QTemporaryDir>
+#include "tests/support/datafolder.h"
+
 #include <QTest>
 
+#include <optional>
+
+#ifndef Q_OS_WIN
 #include <sys/stat.h>
+#endif
 
 using namespace Qt::StringLiterals;
 
@@ -18,8 +22,7 @@ private slots:
 
     void init()
     {
-        m_folder = std::make_unique<QTemporaryDir>(); // the user's data folder
-        qputenv("XDG_DATA_HOME", QFile::encodeName(m_folder->path()));
+        m_folder.emplace();
         m_file.setFileName(m_folder->filePath(u"corvane/Wrenlink/config.json"_s));
     }
 
@@ -38,7 +41,7 @@ private slots:
                 << "{\"port\":"_ba + port + '}' + QByteArray(100, ' ') << 2021 << defaultFile;
         }
         QTest::newRow("other keys stay") << R"({"z":1,"port":0,"a":"ä"})"_ba << 2021
-                                         << "{\n    \"a\": \"ä\",\n    \"port\": 2021,\n    \"z\": 1\n}\n"_ba;
+                                         << asText("{\n    \"a\": \"ä\",\n    \"port\": 2021,\n    \"z\": 1\n}\n");
         for (const int port : {1, 8080, 65353}) {
             const QByteArray bytes = "{ \"port\":" + QByteArray::number(port) + ",\r\n\t\"a\":1}";
             QTest::addRow("valid port %d", port) << bytes << port << bytes;
@@ -73,6 +76,7 @@ private slots:
         QVERIFY(QDir().mkpath(m_file.fileName())); // a folder of that name
         QCOMPARE(ConfigFile().readPort(), 2021);
         QVERIFY(QFileInfo(m_file).isDir());
+#ifndef Q_OS_WIN
         for (const bool isPipe : {true, false}) { // one blocks when it is opened, the other has no end
             init();
             const QString pipe = m_folder->filePath(u"pipe"_s);
@@ -81,6 +85,7 @@ private slots:
             QVERIFY(QFile::link(isPipe ? pipe : u"/dev/zero"_s, m_file.fileName()));
             QCOMPARE(ConfigFile().readPort(), 2021);
         }
+#endif
         init();
         QFile blockingFile(m_folder->filePath(u"corvane"_s)); // no folder can be created
         QVERIFY(blockingFile.open(QIODevice::WriteOnly));
@@ -89,9 +94,18 @@ private slots:
     }
 
 private:
-    static inline const QByteArray defaultFile = "{\n    \"port\": 2021\n}\n";
+    // As it is written in text mode.
+    static QByteArray asText(QByteArray text)
+    {
+#ifdef Q_OS_WIN
+        text.replace("\n", "\r\n");
+#endif
+        return text;
+    }
 
-    std::unique_ptr<QTemporaryDir> m_folder;
+    static inline const QByteArray defaultFile = asText("{\n    \"port\": 2021\n}\n");
+
+    std::optional<DataFolder> m_folder;
     QFile m_file;
 };
 
