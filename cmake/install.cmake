@@ -23,6 +23,12 @@ if(KESTREL_TOOLS)
   install(TARGETS kestrelctl COMPONENT user EXCLUDE_FROM_ALL DESTINATION ${user_prefix}/${CMAKE_INSTALL_BINDIR})
 endif()
 if(WIN32)
+  if(KESTREL_TOOLS)
+    # Windows does not find OBS's own Qt for a program in another folder.
+    install(FILES $<TARGET_FILE:Qt6::Core> $<TARGET_FILE:Qt6::Network> COMPONENT user EXCLUDE_FROM_ALL
+            DESTINATION ${user_prefix}/${CMAKE_INSTALL_BINDIR})
+  endif()
+  configure_file(packaging/windows/kestrelbridge.iss.in kestrelbridge.iss @ONLY)
   return() # OBS has one place for modules there, and the rest is for Unix shells
 endif()
 

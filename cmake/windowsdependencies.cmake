@@ -2,9 +2,9 @@
 #
 #   cmake -P cmake/windowsdependencies.cmake
 #
-# Brings what a build for Windows needs into the folder .deps, at the versions that buildspec.json names: the host's own
-# builds of Qt and of its libraries, and the host's development files, built from its sources. The preset windows-x64
-# looks for them there.
+# Brings what a build for Windows needs into the folder .deps, at the versions that buildspec.json names: OBS's own
+# builds of Qt and of its libraries, OBS's development files, built from its sources, and RapidJSON. The preset
+# windows-x64 looks for them there.
 cmake_minimum_required(VERSION 3.22)
 
 set(source ${CMAKE_CURRENT_LIST_DIR}/..)
@@ -18,15 +18,15 @@ function(fetch dependency file folder)
   string(JSON hash GET "${buildspec}" dependencies ${dependency} hashes ${platform})
   string(JSON label GET "${buildspec}" dependencies ${dependency} label)
   message(STATUS "${label}: ${file}")
-  file(DOWNLOAD ${address}/${file} ${prefix}/${dependency}.zip EXPECTED_HASH SHA256=${hash})
-  file(ARCHIVE_EXTRACT INPUT ${prefix}/${dependency}.zip DESTINATION ${folder})
+  file(DOWNLOAD ${address}/${file} ${prefix}/${dependency}.archive EXPECTED_HASH SHA256=${hash})
+  file(ARCHIVE_EXTRACT INPUT ${prefix}/${dependency}.archive DESTINATION ${folder})
 endfunction()
 
 function(run)
   execute_process(COMMAND ${ARGN} COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
 
-foreach(dependency prebuilt qt6 obs-studio)
+foreach(dependency prebuilt qt6 obs-studio rapidjson)
   string(JSON ${dependency}_version GET "${buildspec}" dependencies ${dependency} version)
 endforeach()
 fetch(prebuilt ${prebuilt_version}/windows-deps-${prebuilt_version}-x64.zip ${prefix})
@@ -39,3 +39,6 @@ run(${CMAKE_COMMAND} -S ${host} -B ${host}/build -G "Visual Studio 17 2022" -A x
     -DCMAKE_PREFIX_PATH=${prefix})
 run(${CMAKE_COMMAND} --build ${host}/build --target obs-frontend-api --config Release --parallel)
 run(${CMAKE_COMMAND} --install ${host}/build --component Development --config Release --prefix ${prefix})
+
+fetch(rapidjson v${rapidjson_version}.tar.gz ${prefix})
+file(COPY ${prefix}/rapidjson-${rapidjson_version}/include/rapidjson DESTINATION ${prefix}/include) # headers only
