@@ -56,8 +56,9 @@ private slots:
         Controller controller(port);
         QVERIFY(controller.next());
         controller.set(u"currentScene"_s, u"Größe"_s);
-        controller.untilAnswer();
+        controller.pushesUntilAnswer();
         QCOMPARE(host->commands, QStringList {u"scene Größe"_s});
+        host->raise(OBS_FRONTEND_EVENT_SCENE_CHANGED);
         QCOMPARE(controller.read(u"currentScene"_s), QJsonValue(u"Größe"_s));
 
 #ifdef Q_OS_WIN
