@@ -75,7 +75,7 @@ void FrontEnd::handleFrontendEvent(enum obs_frontend_event event)
         emit recordingStateChanged(false);
         break;
     case OBS_FRONTEND_EVENT_SCENE_CHANGED:
-        m_collectionSwitch.isSceneAnnounced = true;
+        m_collectionSwitch.notified(SceneCollectionSwitch::ProgramScene);
         updateCurrentScene();
         emit sceneChanged();
         break;
@@ -86,7 +86,7 @@ void FrontEnd::handleFrontendEvent(enum obs_frontend_event event)
         emit sceneListChanged();
         break;
     case OBS_FRONTEND_EVENT_TRANSITION_CHANGED:
-        m_collectionSwitch.areTransitionsAnnounced = true;
+        m_collectionSwitch.notified(SceneCollectionSwitch::Transitions);
         updateCurrentTransition();
         emit transitionChanged();
         break;
@@ -94,8 +94,8 @@ void FrontEnd::handleFrontendEvent(enum obs_frontend_event event)
         emit transitionStopped();
         break;
     case OBS_FRONTEND_EVENT_TRANSITION_LIST_CHANGED:
-        m_collectionSwitch.areTransitionsAnnounced = true;
-        if (m_collectionSwitch.isUnderWay) {
+        m_collectionSwitch.notified(SceneCollectionSwitch::Transitions);
+        if (m_collectionSwitch.isUnderWay()) {
             updateCurrentTransition(); // released in the cleanup; this notification includes it
         }
         emit transitionListChanged();
@@ -118,7 +118,7 @@ void FrontEnd::handleFrontendEvent(enum obs_frontend_event event)
         break;
     case OBS_FRONTEND_EVENT_PREVIEW_SCENE_CHANGED:
         if (isStudioMode()) {
-            m_collectionSwitch.isPreviewAnnounced = true;
+            m_collectionSwitch.notified(SceneCollectionSwitch::PreviewScene);
             updatePreviewScene();
             emit previewSceneChanged();
         }
@@ -134,7 +134,7 @@ void FrontEnd::handleFrontendEvent(enum obs_frontend_event event)
 void FrontEnd::sceneCollectionCleanup()
 {
     // The host counts the sources that are left after this event, and gives up over the first that a module holds.
-    m_collectionSwitch = {.isUnderWay = true};
+    m_collectionSwitch.begin();
     releaseLater(m_currentScene);
     releaseLater(m_previewScene);
     m_currentTransition.reset();
@@ -159,29 +159,30 @@ void FrontEnd::releasePending()
 
 void FrontEnd::sceneCollectionChanged()
 {
-    const CollectionSwitch ended = std::exchange(m_collectionSwitch, {});
-    if (!ended.isUnderWay) {
+    const auto pending = m_collectionSwitch.end();
+    if (!pending) {
         return;
     }
     if (m_sceneOrderWatch) {
         m_sceneOrderWatch->forget();
     }
-    // Wrappers that came with an announcement of the host have listeners and stay. What it has not announced, and for a
-    // new collection it announces neither scene, is announced in its place.
-    if (!ended.isSceneAnnounced) {
+    // Wrappers of scenes that OBS has notified are connected and stay.
+    const bool isScenePending = pending->testFlag(SceneCollectionSwitch::ProgramScene);
+    const bool isPreviewPending = pending->testFlag(SceneCollectionSwitch::PreviewScene);
+    if (isScenePending) {
         updateCurrentScene();
     }
-    if (!ended.isPreviewAnnounced) {
+    if (isPreviewPending) {
         updatePreviewScene();
     }
     updateCurrentTransition();
-    if (!ended.isSceneAnnounced) {
+    if (isScenePending) {
         emit sceneChanged();
     }
-    if (!ended.isPreviewAnnounced && isStudioMode()) {
+    if (isPreviewPending && isStudioMode()) {
         emit previewSceneChanged();
     }
-    if (!ended.areTransitionsAnnounced) {
+    if (pending->testFlag(SceneCollectionSwitch::Transitions)) {
         emit transitionListChanged();
     }
     emitTransitionDurationIfChanged();

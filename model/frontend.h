@@ -3,6 +3,7 @@
 
 #include "output.h"
 #include "scene.h"
+#include "scenecollectionswitch.h"
 #include "sceneorderwatch.h"
 #include "signalqueue.h"
 #include "transition.h"
@@ -94,15 +95,6 @@ private:
     void emitTransitionDurationIfChanged();
     void watchMainWindow();
 
-    // What the host has announced since it emptied the scene collection.
-    struct CollectionSwitch
-    {
-        bool isUnderWay = false;
-        bool isSceneAnnounced = false;
-        bool isPreviewAnnounced = false;
-        bool areTransitionsAnnounced = false;
-    };
-
     SignalQueue m_queue; // outlives the wrappers
     std::unique_ptr<Scene> m_currentScene;
     std::unique_ptr<Scene> m_previewScene;
@@ -110,7 +102,7 @@ private:
     std::unique_ptr<Output> m_recordingOutput;
     std::unique_ptr<Output> m_streamingOutput;
     std::unique_ptr<SceneOrderWatch> m_sceneOrderWatch;
-    CollectionSwitch m_collectionSwitch;
+    SceneCollectionSwitch m_collectionSwitch;
     std::vector<OBSSource> m_pendingReleases; // until OBS has deleted its rows that refer to them
     int m_emittedTransitionDuration_ms = 0;
 };
