@@ -92,6 +92,9 @@ private:
     void releaseRemovedSources();
     Output* update(std::unique_ptr<Output>& wrapper, obs_output_t* (*hostOutput)());
 
+    template<typename Call, typename... Arguments>
+    void command(Call call, Arguments... arguments);
+
     void emitTransitionDurationIfChanged();
     void watchMainWindow();
 

@@ -26,49 +26,42 @@ int FrontEnd::transitionDuration() const
     return obs_frontend_get_transition_duration();
 }
 
-void FrontEnd::setStreaming(bool on)
+// Calls OBS, then delivers the signals that the call has raised. OBS can open a modal dialog inside the call and end
+// meanwhile, and the bridge with it.
+template<typename Call, typename... Arguments>
+void FrontEnd::command(Call call, Arguments... arguments)
 {
     const QPointer<FrontEnd> self(this);
-    if (on) {
-        obs_frontend_streaming_start(); // can open a dialog, and everything can end while it is open
-    } else {
-        obs_frontend_streaming_stop();
-    }
+    call(arguments...);
     if (self) {
         m_queue.deliver();
     }
+}
+
+void FrontEnd::setStreaming(bool on)
+{
+    command(on ? obs_frontend_streaming_start : obs_frontend_streaming_stop);
 }
 
 void FrontEnd::setRecording(bool on)
 {
-    const QPointer<FrontEnd> self(this);
-    if (on) {
-        obs_frontend_recording_start(); // can open a dialog, and everything can end while it is open
-    } else {
-        obs_frontend_recording_stop();
-    }
-    if (self) {
-        m_queue.deliver();
-    }
+    command(on ? obs_frontend_recording_start : obs_frontend_recording_stop);
 }
 
 void FrontEnd::setStudioMode(bool on)
 {
-    obs_frontend_set_preview_program_mode(on);
-    m_queue.deliver();
+    command(obs_frontend_set_preview_program_mode, on);
 }
 
 void FrontEnd::setTransitionDuration(int duration_ms)
 {
-    obs_frontend_set_transition_duration(duration_ms);
-    m_queue.deliver();
+    command(obs_frontend_set_transition_duration, duration_ms);
 }
 
 void FrontEnd::triggerTransition()
 {
     if (isStudioMode()) {
-        obs_frontend_preview_program_trigger_transition();
-        m_queue.deliver();
+        command(obs_frontend_preview_program_trigger_transition);
     }
 }
 
@@ -81,27 +74,23 @@ static OBSSourceAutoRelease findSource(const QString& name)
 void FrontEnd::setCurrentScene(const QString& name)
 {
     if (const OBSSourceAutoRelease source = findSource(name)) {
-        obs_frontend_set_current_scene(source);
-        m_queue.deliver();
+        command(obs_frontend_set_current_scene, source.Get());
     }
 }
 
 void FrontEnd::setPreviewScene(const QString& name)
 {
     if (const OBSSourceAutoRelease source = findSource(name)) {
-        obs_frontend_set_current_preview_scene(source);
-        m_queue.deliver();
+        command(obs_frontend_set_current_preview_scene, source.Get());
     }
 }
 
 void FrontEnd::setCurrentTransition(const QString& name)
 {
-    QList<Transition*> transitions;
-    const ScopedTransitionList scope(transitions);
-    const auto found = std::find_if(transitions.cbegin(), transitions.cend(),
-                                    [&name](const Transition* transition) { return transition->name() == name; });
-    if (found != transitions.cend()) {
-        obs_frontend_set_current_transition((*found)->source());
-        m_queue.deliver();
+    const ScopedTransitionList transitions;
+    const auto found = std::find_if(transitions.begin(), transitions.end(),
+                                    [&name](const Transition& transition) { return transition.name() == name; });
+    if (found != transitions.end()) {
+        command(obs_frontend_set_current_transition, found->source());
     }
 }

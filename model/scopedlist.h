@@ -4,37 +4,34 @@
 #include "scene.h"
 #include "transition.h"
 
+#include <deque>
+
 #include <obs-frontend-api.h>
 
-// Fills a list of the caller's with snapshots of all scenes or all transitions, in the host's order, and deletes them
-// when the scope ends. Main thread.
+// A range of snapshots of all scenes or all transitions, in the order in which OBS lists them. It holds a reference to
+// each of them until its scope ends. Main thread.
 template<typename Wrapper, void (*hostSources)(obs_frontend_source_list*)>
 class ScopedList
 {
 public:
-    explicit ScopedList(QList<Wrapper*>& list)
-        : m_list(list)
+    ScopedList()
     {
         obs_frontend_source_list sources {};
         hostSources(&sources);
         for (std::size_t i = 0; i < sources.sources.num; ++i) {
             if (obs_source_t* source = sources.sources.array[i]) {
-                m_list.append(new Wrapper(source));
+                m_wrappers.emplace_back(source);
             }
         }
         obs_frontend_source_list_free(&sources);
     }
 
-    ~ScopedList()
-    {
-        qDeleteAll(m_list);
-        m_list.clear();
-    }
+    auto begin() const { return m_wrappers.begin(); }
 
-    Q_DISABLE_COPY_MOVE(ScopedList)
+    auto end() const { return m_wrappers.end(); }
 
 private:
-    QList<Wrapper*>& m_list;
+    std::deque<Wrapper> m_wrappers; // never moves its elements, which are QObjects
 };
 
 using ScopedSceneList = ScopedList<Scene, obs_frontend_get_scenes>;

@@ -21,9 +21,9 @@ QString nameOf(const Source* source)
     return source ? source->name() : QString(""_L1);
 }
 
-bool isSameSource(const Source* one, const Source* other)
+bool isSameSource(const Source& one, const Source* other)
 {
-    return other && one->source() == other->source();
+    return other && one.source() == other->source();
 }
 
 } // namespace
@@ -45,23 +45,22 @@ QJsonValue ProtocolAdapter::getSceneList() const
 // alphabetical order, as in all messages.
 void ProtocolAdapter::writeSceneList(JsonWriter& writer) const
 {
-    QList<Scene*> scenes;
-    const ScopedSceneList scope(scenes);
     const Scene* current = m_frontEnd.isStudioMode() ? m_frontEnd.previewScene() : m_frontEnd.currentScene();
 
     writer.StartArray();
-    for (qsizetype i = 0; i < scenes.size(); ++i) {
+    int sceneIndex = 0;
+    for (const ScopedSceneList scenes; const Scene& scene : scenes) {
         writer.StartObject();
         writer.Key("isCurrent");
-        writer.Bool(isSameSource(scenes[i], current));
+        writer.Bool(isSameSource(scene, current));
         writer.Key("name");
-        writeString(writer, scenes[i]->name().toUtf8());
+        writeString(writer, scene.name().toUtf8());
         writer.Key("sortIndex");
-        writer.Int64(i);
+        writer.Int(sceneIndex++);
         writer.Key("sourceList");
         writer.StartArray();
-        const std::vector<Scene::ItemState> items = scenes[i]->itemStates();
-        qsizetype position = 0;
+        const std::vector<Scene::ItemState> items = scene.itemStates();
+        int itemIndex = 0;
         std::for_each(items.crbegin(), items.crend(), [&](const Scene::ItemState& item) {
             writer.StartObject();
             writer.Key("isLocked");
@@ -71,7 +70,7 @@ void ProtocolAdapter::writeSceneList(JsonWriter& writer) const
             writer.Key("name");
             writeString(writer, item.name);
             writer.Key("sortIndex");
-            writer.Int64(position++);
+            writer.Int(itemIndex++);
             writer.EndObject();
         });
         writer.EndArray();
@@ -116,15 +115,12 @@ QJsonValue ProtocolAdapter::getPreviewScene() const
 
 QJsonValue ProtocolAdapter::getTransitionsList() const
 {
-    QList<Transition*> transitions;
-    const ScopedTransitionList scope(transitions);
     const Transition* current = m_frontEnd.currentTransition();
-
     QJsonArray list;
-    for (qsizetype i = 0; i < transitions.size(); ++i) {
-        QJsonObject json = transitions[i]->toJson();
-        const bool isCurrent = isSameSource(transitions[i], current);
-        json["sortIndex"_L1] = i;
+    for (const ScopedTransitionList transitions; const Transition& transition : transitions) {
+        QJsonObject json = transition.toJson();
+        const bool isCurrent = isSameSource(transition, current);
+        json["sortIndex"_L1] = list.size();
         json["isCurrent"_L1] = isCurrent;
         if (isCurrent) {
             json["duration"_L1] = m_frontEnd.transitionDuration();
