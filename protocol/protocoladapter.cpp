@@ -54,7 +54,6 @@ const ProtocolAdapter::Property* ProtocolAdapter::findProperty(const QString& me
 
 ProtocolAdapter::ProtocolAdapter(NetworkServer* server)
     : m_server(server)
-    , m_cpuUsageInfo(os_cpu_usage_info_start())
 {
     connect(m_server, &NetworkServer::receivedJson, this, &ProtocolAdapter::receivedJson);
     connect(m_server, &NetworkServer::connectionAdded, this, &ProtocolAdapter::connectionAdded);
@@ -84,7 +83,6 @@ ProtocolAdapter::~ProtocolAdapter()
     }
     m_server->disconnect(this);
     m_frontEnd.disconnect(this);
-    os_cpu_usage_info_destroy(m_cpuUsageInfo);
 }
 
 QString ProtocolAdapter::methodName(const QString& name, MethodType type)

@@ -5,6 +5,7 @@
 #include "jsonwriter.h"
 #include "messagebuilder.h"
 #include "model/frontend.h"
+#include "model/hoststatistics.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -13,8 +14,6 @@
 #include <QVariant>
 
 #include <optional>
-
-#include <util/platform.h>
 
 class NetworkConnection;
 class NetworkServer;
@@ -140,7 +139,7 @@ private:
     void disconnectScene(Source* source);
 
     NetworkServer* m_server;
-    os_cpu_usage_info_t* m_cpuUsageInfo; // owned; measures from one query to the next
+    HostStatistics m_statistics; // destroyed after the bridge
     // The getters are const and the bridge points its output wrappers anew on each reading.
     mutable FrontEnd m_frontEnd;
 };

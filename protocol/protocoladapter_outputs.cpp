@@ -6,8 +6,6 @@
 
 #include <optional>
 
-#include <util/config-file.h>
-
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -24,25 +22,18 @@ std::optional<bool> switchState(const QVariant& value)
 
 QJsonValue ProtocolAdapter::getCpuUsage() const
 {
-    return DisplayText::cpuUsage(os_cpu_usage_info_query(m_cpuUsageInfo));
+    return DisplayText::cpuUsage(m_statistics.cpuUsage_percent());
 }
 
 QJsonValue ProtocolAdapter::getMemoryUsage() const
 {
-    return DisplayText::memory(os_get_proc_resident_size());
+    return DisplayText::memory(HostStatistics::residentMemory_bytes());
 }
 
 QJsonValue ProtocolAdapter::getFreeDisk() const
 {
-    // The host's, never kept: it is another object after each change of the profile.
-    config_t* config = obs_frontend_get_profile_config();
-    if (!config) {
-        return u"Error"_s;
-    }
-    const bool isAdvanced = QByteArrayView(config_get_string(config, "Output", "Mode")) == "Advanced";
-    const char* path = isAdvanced ? config_get_string(config, "AdvOut", "RecFilePath")
-                                  : config_get_string(config, "SimpleOutput", "FilePath");
-    return DisplayText::freeDisk(os_get_free_disk_space(path));
+    const std::optional<quint64> free_bytes = HostStatistics::freeRecordingSpace_bytes();
+    return free_bytes ? DisplayText::freeDisk(*free_bytes) : u"Error"_s;
 }
 
 QJsonValue ProtocolAdapter::getRecordingTime() const
