@@ -5,13 +5,6 @@ Output::Output(obs_output_t* output)
     : m_output(output)
 {}
 
-void Output::setOutput(obs_output_t* output)
-{
-    if (m_output != output) {
-        m_output = output;
-    }
-}
-
 QString Output::congestion() const
 {
     return QString::asprintf("%.02f%%", static_cast<double>(obs_output_get_congestion(m_output)) * 100.0);

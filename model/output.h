@@ -12,11 +12,9 @@ class Output
 public:
     // The output is borrowed, here and in setOutput.
     explicit Output(obs_output_t* output);
-    virtual ~Output() = default;
+    virtual ~Output() = default; // virtual as part of the interface
 
-    void setOutput(obs_output_t* output);
-
-    obs_output_t* output() const { return m_output; }
+    void setOutput(obs_output_t* output) { m_output = output; }
 
     QString congestion() const; // "12.50%"
     int droppedFrames() const;

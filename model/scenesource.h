@@ -18,7 +18,7 @@ public:
     void setVisible(bool visible);
     void setLocked(bool locked);
 
-    // {"name", "isVisible", "isLocked"}
+    // {"name", "isVisible", "isLocked"}. Part of the interface; the plug-in itself does not call it.
     QJsonObject toJson() const override;
 
     QString typeName() const override;

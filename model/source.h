@@ -31,6 +31,7 @@ public:
     // {"name"}; subclasses add to it.
     virtual QJsonObject toJson() const;
 
+    // The kind of wrapper, in English. Part of the interface; the plug-in itself does not call it.
     virtual QString typeName() const = 0;
 
 signals:

@@ -41,8 +41,6 @@ public:
     // drained(). The body is made at most once.
     void pushAll(const QString& property, const NetworkConnection::MakeBody& body);
 
-    bool hasConnections() const { return !m_connections.isEmpty(); }
-
     // Sends the bytes that writeAll() and pushAll() have queued, as far as the system takes them, instead of in the
     // next idle pass. A connection whose handler is running sends them with its answers.
     void flush();

@@ -13,8 +13,6 @@
 #include <QObject>
 #include <QVariant>
 
-#include <optional>
-
 class NetworkConnection;
 class NetworkServer;
 

@@ -126,6 +126,8 @@ void ProtocolAdapter::sceneRemoved(const Source* source)
     }
 }
 
+// No property depends on the next three. They are part of the interface, as connectionRemoved() is.
+
 void ProtocolAdapter::sceneActivated(const Source* /*source*/, bool /*isActive*/) {}
 
 void ProtocolAdapter::sceneShown(const Source* /*source*/, bool /*isVisible*/) {}

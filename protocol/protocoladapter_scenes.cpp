@@ -33,6 +33,7 @@ QJsonValue ProtocolAdapter::getTriggerTransition() const
     return false;
 }
 
+// Part of the interface; requests and pushes call writeSceneList() instead.
 QJsonValue ProtocolAdapter::getSceneList() const
 {
     JsonBuffer buffer;
