@@ -21,10 +21,10 @@ if(NOT WIN32)
   set(CPACK_SYSTEM_NAME linux-${CMAKE_SYSTEM_PROCESSOR})
   set(CPACK_GENERATOR TXZ)
 
-  # The newest entry of the changelog, which must be this version's, has the release's date.
-  file(STRINGS ${PROJECT_SOURCE_DIR}/CHANGELOG.md heading REGEX "^## " LIMIT_COUNT 1)
+  # The newest release in the changelog, which must be this version's, has the release's date.
+  file(STRINGS ${PROJECT_SOURCE_DIR}/CHANGELOG.md heading REGEX "^## [0-9]" LIMIT_COUNT 1)
   if(NOT heading MATCHES "^## ([0-9.]+), ([0-9-]+)$" OR NOT CMAKE_MATCH_1 STREQUAL PROJECT_VERSION)
-    message(FATAL_ERROR "CHANGELOG.md begins with \"${heading}\", the version is ${PROJECT_VERSION}")
+    message(FATAL_ERROR "the newest release in CHANGELOG.md is \"${heading}\", the version is ${PROJECT_VERSION}")
   endif()
   set(release_day ${CMAKE_MATCH_2})
 
