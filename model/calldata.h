@@ -5,7 +5,7 @@
 
 #include <callback/calldata.h>
 
-// The two readings of a host signal's arguments; an argument that is missing is null or nothing.
+// Read an argument of an OBS signal. A missing argument gives null or nothing.
 
 template<typename T>
 T* calldataPointer(const calldata_t* arguments, const char* name)

@@ -30,7 +30,7 @@ FrontEnd::~FrontEnd()
 
 void FrontEnd::onFrontendEvent(enum obs_frontend_event event, void* data)
 {
-    // Other plug-ins can make the host raise an event on a thread of theirs.
+    // Other plug-ins can make OBS raise an event on another thread.
     auto* self = static_cast<FrontEnd*>(data);
     if (self->thread() == QThread::currentThread()) {
         self->handleFrontendEvent(event);
@@ -81,7 +81,7 @@ void FrontEnd::handleFrontendEvent(enum obs_frontend_event event)
         break;
     case OBS_FRONTEND_EVENT_SCENE_LIST_CHANGED:
         if (m_sceneOrderWatch) {
-            m_sceneOrderWatch->forget();
+            m_sceneOrderWatch->discardRows();
         }
         emit sceneListChanged();
         break;
@@ -96,7 +96,7 @@ void FrontEnd::handleFrontendEvent(enum obs_frontend_event event)
     case OBS_FRONTEND_EVENT_TRANSITION_LIST_CHANGED:
         m_collectionSwitch.notified(SceneCollectionSwitch::Transitions);
         if (m_collectionSwitch.isUnderWay()) {
-            updateCurrentTransition(); // released in the cleanup; this notification includes it
+            updateCurrentTransition(); // released in the cleanup; the pushed list marks it
         }
         emit transitionListChanged();
         break;
@@ -133,16 +133,16 @@ void FrontEnd::handleFrontendEvent(enum obs_frontend_event event)
 
 void FrontEnd::sceneCollectionCleanup()
 {
-    // The host counts the sources that are left after this event, and gives up over the first that a module holds.
+    // OBS counts the remaining sources after this event, and fails if a module still holds a reference to one.
     m_collectionSwitch.begin();
     releaseLater(m_currentScene);
     releaseLater(m_previewScene);
     m_currentTransition.reset();
 }
 
-// The host deletes the rows of its list of items by posted events after the cleanup, and each row still disconnects
-// from the signals of its scene. Where our reference is the last one, the scene must not end before that. The host
-// counts what is left only behind those events.
+// After the cleanup OBS deletes the rows of its item list by posted events, and each row disconnects from the signals
+// of its scene. If our reference is the last one, the scene must not be destroyed before that. OBS counts the remaining
+// sources only after those events.
 void FrontEnd::releaseLater(std::unique_ptr<Scene>& wrapper)
 {
     if (wrapper) {
@@ -164,9 +164,9 @@ void FrontEnd::sceneCollectionChanged()
         return;
     }
     if (m_sceneOrderWatch) {
-        m_sceneOrderWatch->forget();
+        m_sceneOrderWatch->discardRows();
     }
-    // Wrappers of scenes that OBS has notified are connected and stay.
+    // The wrappers of scenes with an event are already connected: replace only the others.
     const bool isScenePending = pending->testFlag(SceneCollectionSwitch::ProgramScene);
     const bool isPreviewPending = pending->testFlag(SceneCollectionSwitch::PreviewScene);
     if (isScenePending) {
@@ -192,7 +192,7 @@ void FrontEnd::exit()
 {
     obs_frontend_remove_event_callback(onFrontendEvent, this);
     releasePending();
-    // The host ends its outputs before it unloads this module.
+    // OBS destroys its outputs before it unloads this module.
     for (const auto& output : {&m_recordingOutput, &m_streamingOutput}) {
         if (*output) {
             (*output)->setOutput(nullptr);
@@ -226,7 +226,7 @@ void FrontEnd::update(std::unique_ptr<Wrapper>& wrapper, obs_source_t* (*hostSou
     }
 }
 
-// Runs once the removal has been pushed, so that a camera used only there is closed.
+// Runs after the removal has been pushed. The release closes a camera that only this scene uses.
 void FrontEnd::releaseRemovedSources()
 {
     for (auto* scene : {&m_currentScene, &m_previewScene}) {
@@ -261,7 +261,7 @@ Output* FrontEnd::update(std::unique_ptr<Output>& wrapper, obs_output_t* (*hostO
 
 void FrontEnd::emitTransitionDurationIfChanged()
 {
-    // Some OBS versions block the spin box's signal, others also raise the event.
+    // Some OBS versions block the spin box's signal, others also raise the event: emit only once.
     const int duration_ms = transitionDuration();
     if (std::exchange(m_emittedTransitionDuration_ms, duration_ms) != duration_ms) {
         emit transitionDurationChanged();

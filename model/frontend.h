@@ -15,32 +15,32 @@
 
 #include <obs-frontend-api.h>
 
-// The bridge to the host's front end: turns its events into Qt signals, caches wrappers of what is current, and carries
-// out queries and commands.
+// The bridge to the front end of OBS: turns front-end events into Qt signals, caches wrappers of the current scene, the
+// preview scene and the current transition, and carries out queries and commands.
 //
-// Main thread only, but for the host's events, which may come on any. Commands of the host run inside the call, events
-// and signals they raise included; some open a modal dialog and so a nested event loop. Every command delivers the
-// host's signals that it raised before it returns.
+// Main thread only, except that OBS may raise front-end events on any thread. OBS carries out a command inside the call
+// and raises the resulting events and signals there too; some commands open a modal dialog, which runs a nested event
+// loop. Every command delivers the signals that it has raised before it returns.
 class FrontEnd : public QObject
 {
     Q_OBJECT
 
 public:
     FrontEnd();
-    // The event callback is unregistered at the host's EXIT event, not here: end the bridge after that.
+    // The event callback is unregistered at OBS_FRONTEND_EVENT_EXIT, not here: destroy the bridge after that event.
     ~FrontEnd() override;
 
     static void onFrontendEvent(enum obs_frontend_event event, void* data);
 
-    // The cached wrappers, owned by the bridge and replaced on the host's events: use them at once. Null when the host
-    // has none, while a scene collection is exchanged, and after the host has removed the source.
+    // The cached wrappers. The bridge owns them and replaces them on front-end events: use them at once. Null when OBS
+    // has none, during a switch of the scene collection, and after OBS has removed the source.
     Scene* currentScene() const { return m_currentScene.get(); }
 
     Scene* previewScene() const { return m_previewScene.get(); }
 
     Transition* currentTransition() const { return m_currentTransition.get(); }
 
-    // Never null; pointed at the host's output of that kind, if any, on each call.
+    // Never null. Each call points the wrapper at the current output of OBS, if there is one.
     Output* recordingOutput();
     Output* streamingOutput();
 
@@ -49,19 +49,19 @@ public:
     bool isStudioMode() const;
     int transitionDuration() const; // milliseconds
 
-    // Passed on to the host whatever its state.
+    // OBS is called whatever the current state is.
     void setStreaming(bool on);
     void setRecording(bool on);
     void setStudioMode(bool on);
     void setTransitionDuration(int duration_ms);
     void triggerTransition(); // in studio mode only
 
-    // A name that the host does not know changes nothing.
+    // An unknown name changes nothing.
     void setCurrentScene(const QString& name);
     void setPreviewScene(const QString& name);
     void setCurrentTransition(const QString& name);
 
-    // Emits what the wrappers have enqueued so far. To be called after each change made through a wrapper.
+    // Delivers the pending signals of the wrappers. Call it after each change that is made through a wrapper.
     void deliverHostSignals() { m_queue.deliver(); }
 
 signals:
@@ -106,6 +106,6 @@ private:
     std::unique_ptr<Output> m_streamingOutput;
     std::unique_ptr<SceneOrderWatch> m_sceneOrderWatch;
     SceneCollectionSwitch m_collectionSwitch;
-    std::vector<OBSSource> m_pendingReleases; // until OBS has deleted its rows that refer to them
+    std::vector<OBSSource> m_pendingReleases; // until OBS has deleted the rows that refer to them
     int m_emittedTransitionDuration_ms = 0;
 };

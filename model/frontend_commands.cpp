@@ -65,7 +65,7 @@ void FrontEnd::triggerTransition()
     }
 }
 
-// Null when OBS has no source of that name. OBS would cut a name at U+0000, and find another source.
+// Null when OBS has no source of that name. OBS would cut a name with U+0000 there and find another source.
 static OBSSourceAutoRelease findSource(const QString& name)
 {
     return name.contains(QChar::Null) ? nullptr : obs_get_source_by_name(name.toUtf8().constData());

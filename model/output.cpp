@@ -22,7 +22,7 @@ int Output::totalFrames() const
 
 QString Output::fps() const
 {
-    obs_video_info info {}; // stays zero in a host without video
+    obs_video_info info {}; // stays zero when OBS has no video
     obs_get_video_info(&info);
     const double denominator = info.fps_den;
     return QString::asprintf("%.02f fps", denominator > 0.0 ? info.fps_num / denominator : 0.0);

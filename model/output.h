@@ -5,12 +5,12 @@
 
 #include <obs.hpp>
 
-// Holds a reference to one host output, or to none, and reports its statistics as text made for display. Without an
-// output the host answers with zeros, and so does this.
+// Holds a reference to one output of OBS, or to none, and returns its statistics, most of them as text for display.
+// Without an output all figures are 0.
 class Output
 {
 public:
-    // The output is borrowed, here and in setOutput.
+    // The wrapper takes its own reference, here and in setOutput().
     explicit Output(obs_output_t* output);
     virtual ~Output() = default; // virtual as part of the interface
 
@@ -19,10 +19,10 @@ public:
     QString congestion() const; // "12.50%"
     int droppedFrames() const;
     int totalFrames() const;
-    QString fps() const;         // the host's configured video frame rate, "29.97 fps"
+    QString fps() const;         // the configured video frame rate of OBS, "29.97 fps"
     QString elapsedTime() const; // "00:02:59", counted in frames; "00:00:00" while inactive
 
-    // The length of a number of frames; hours do not wrap.
+    // The duration of a number of frames. Hours do not wrap.
     static QString elapsedTimeText(quint64 frameTime_ns, int frames);
 
 private:

@@ -9,7 +9,7 @@
 
 using namespace Qt::StringLiterals;
 
-// In the order of subscription.
+// Subscribed in this order.
 const Source::HostSignal Scene::sceneSignals[] = {
     {"item_add", enqueueItem<&Scene::itemAdded>},
     {"item_remove", enqueueItem<&Scene::itemRemoved>},
@@ -23,7 +23,7 @@ Scene::Scene(obs_source_t* source, SignalQueue* queue)
     : Source(source, queue)
     , m_scene(obs_scene_from_source(this->source()))
 {
-    // Before the list is built, so that no change falls between the two.
+    // Subscribe before the list is built, otherwise a change between the two is lost.
     if (obs_source_get_type(this->source()) == OBS_SOURCE_TYPE_SCENE) {
         for (const HostSignal& signal : sceneSignals) {
             subscribe(signal);
@@ -67,7 +67,7 @@ bool Scene::isKnown(const ItemKey& key) const
     return findItem(key) || std::find(m_removedItems.cbegin(), m_removedItems.cend(), key) != m_removedItems.cend();
 }
 
-// What is made of each item, in the host's order: from the bottom-most upwards.
+// Returns the result of make() for each item, bottom-most first (the order of libobs).
 template<typename Made>
 std::vector<Made> Scene::collectItems(Made (*make)(obs_sceneitem_t*)) const
 {
@@ -194,7 +194,7 @@ void Scene::itemLocked(const std::optional<ItemKey>& key, bool locked)
 
 QList<SceneSource*> Scene::makeSceneSources() const
 {
-    // The host holds the scene's lock while it enumerates: only references are taken there.
+    // OBS locks the scene during the enumeration, so only references are taken in it.
     const auto items = collectItems<OBSSceneItem>([](obs_sceneitem_t* item) { return OBSSceneItem(item); });
     QList<SceneSource*> made;
     made.reserve(static_cast<qsizetype>(items.size()));

@@ -9,51 +9,50 @@
 #include <string>
 #include <vector>
 
-// A host scene with the wrappers of its items.
+// A scene of OBS with wrappers of its items.
 //
-// With a queue it keeps the item list in step with the host: each rebuild replaces every item wrapper, on the main
-// thread and only while the queue delivers. Without one the list is made when it is first asked for, and stays.
+// With a queue, the item list follows the scene: each rebuild replaces all item wrappers, on the main thread and only
+// while the queue delivers. Without a queue, the list is built on first use and does not change.
 class Scene : public Source
 {
     Q_OBJECT
 
 public:
-    // The scene, given as its source, is borrowed.
+    // Takes the scene as its source.
     explicit Scene(obs_source_t* source, SignalQueue* queue = nullptr);
     ~Scene() override;
 
-    // Top-most item first. Owned by the scene; invalid after the next rebuild.
+    // Top-most item first. The scene owns the wrappers; the next rebuild deletes them.
     const QList<SceneSource*>& sceneSources() const;
 
-    // What the host says of its items now, without wrappers and, as the host goes, from the bottom-most upwards. The
-    // name is in UTF-8.
     struct ItemState
     {
-        std::string name;
+        std::string name; // UTF-8
         bool isVisible;
         bool isLocked;
     };
 
+    // The current state of all items, bottom-most first (the order of libobs). Creates no wrappers.
     std::vector<ItemState> itemStates() const;
 
-    // The wrapper of a host item, or null.
+    // The wrapper of an item, or null.
     SceneSource* findSceneSource(obs_sceneitem_t* item) const;
 
     QString typeName() const override;
 
 signals:
-    // The item is null when the signal stands for changes of several items, or when the item has already left the list.
+    // The item is null when the signal stands for several merged changes, or when the item is no longer in the list.
     void sceneSourceAdded(const Scene* scene, const SceneSource* source);
-    void sceneSourceRemoved(const Scene* scene, const SceneSource* source); // the wrapper ends after the emission
+    void sceneSourceRemoved(const Scene* scene, const SceneSource* source); // the wrapper is deleted after the emission
     void sceneSourcesReordered(const Scene* scene);
     void sceneSourcesRefreshed(const Scene* scene);
     void sceneSourceVisibilityChanged(const Scene* scene, const SceneSource* source, bool visible);
     void sceneSourceLockChanged(const Scene* scene, const SceneSource* source, bool locked);
 
 private:
-    // What a record keeps of an item: no reference. Held items cost OBS (each has hotkeys that it saves with every
-    // change), so a backlog that holds them makes OBS slower, and so grows. The pointer is only ever compared; the
-    // number, unique within a scene, tells an item from a later one at the same address.
+    // Identifies an item in a record. It is not a reference: references would keep removed items alive, each with
+    // hotkeys that OBS saves on every change, so that a backlog would slow OBS down and grow. The pointer is only
+    // compared. The id is unique within a scene and distinguishes an item from a later one at the same address.
     struct ItemKey
     {
         explicit ItemKey(obs_sceneitem_t* sceneItem)
@@ -71,7 +70,7 @@ private:
     static constexpr char visibleArgument[] = "visible";
     static constexpr char lockedArgument[] = "locked";
 
-    // OBS's callbacks: they enqueue a signal of this scene. Any thread.
+    // Callbacks of the scene's signals: each enqueues a record. Any thread.
     template<void (Scene::*handle)()>
     static void enqueue(void* data, calldata_t* arguments);
     template<void (Scene::*handle)(const std::optional<ItemKey>&)>
@@ -81,7 +80,7 @@ private:
 
     bool matchesScene(const calldata_t* arguments) const;
 
-    // Delivered records. One that has merged with others stands for several items, and has no key.
+    // Handlers of delivered records. A merged record stands for several items and has no key.
     void itemAdded(const std::optional<ItemKey>& key);
     void itemRemoved(const std::optional<ItemKey>& key);
     void itemsReordered();
@@ -92,14 +91,14 @@ private:
     template<typename Made>
     std::vector<Made> collectItems(Made (*make)(obs_sceneitem_t*)) const;
     SceneSource* findItem(const std::optional<ItemKey>& key) const;
-    bool isKnown(const ItemKey& key) const; // in the list, or its removal is still to be delivered
+    bool isKnown(const ItemKey& key) const; // in the list, or with a pending removal
     QList<SceneSource*> makeSceneSources() const;
     void refreshSceneSources();
 
     obs_scene_t* m_scene = nullptr; // kept alive by the source
     mutable QList<SceneSource*> m_sceneSources;
     mutable bool m_hasSceneSources = false;
-    // Items that the last rebuild no longer found and whose removal is still to be delivered. Nothing of them is held:
-    // an item that moves into a group leaves in this way too, and no removal follows.
+    // Items that are missing since a rebuild and whose removal is pending. Keys only: an item that moves into a group
+    // also disappears from the list, and no removal follows.
     std::vector<ItemKey> m_removedItems;
 };

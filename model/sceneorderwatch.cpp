@@ -11,35 +11,35 @@ SceneOrderWatch::SceneOrderWatch(QAbstractItemModel* model)
     connect(model, &QAbstractItemModel::rowsInserted, this, &SceneOrderWatch::rowsInserted);
 }
 
-void SceneOrderWatch::forget()
+void SceneOrderWatch::discardRows()
 {
-    m_rowsOut.clear();
-    m_hasRowReturned = false;
+    m_removedRows.clear();
+    m_wasRowReinserted = false;
 }
 
 void SceneOrderWatch::rowsAboutToBeRemoved(const QModelIndex& parent, int first, int last)
 {
-    if (m_rowsOut.isEmpty()) {
+    if (m_removedRows.isEmpty()) {
         QMetaObject::invokeMethod(this, &SceneOrderWatch::check, Qt::QueuedConnection);
     }
     for (int row = first; row <= last; ++row) {
-        m_rowsOut.append(m_model->index(row, 0, parent).data().toString());
+        m_removedRows.append(m_model->index(row, 0, parent).data().toString());
     }
 }
 
 void SceneOrderWatch::rowsInserted(const QModelIndex& parent, int first, int last)
 {
     for (int row = first; row <= last; ++row) {
-        if (m_rowsOut.removeOne(m_model->index(row, 0, parent).data().toString())) {
-            m_hasRowReturned = true;
+        if (m_removedRows.removeOne(m_model->index(row, 0, parent).data().toString())) {
+            m_wasRowReinserted = true;
         }
     }
 }
 
 void SceneOrderWatch::check()
 {
-    const bool isReordered = m_hasRowReturned && m_rowsOut.isEmpty();
-    forget();
+    const bool isReordered = m_wasRowReinserted && m_removedRows.isEmpty();
+    discardRows();
     if (isReordered) {
         emit reordered();
     }

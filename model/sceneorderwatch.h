@@ -8,22 +8,22 @@
 class QAbstractItemModel;
 class QModelIndex;
 
-// Tells when the user has put the scenes of the host's list into another order.
+// Emits a signal when the user has changed the order of the scenes in OBS's scene list.
 //
-// Dragging a scene moves rows of the list's model; the host's Up and Down buttons take a row out and put it in again,
-// with no front-end event. Scenes that are added or removed also change rows, but are the host's to announce. So rows
-// that went out are remembered by name, and once the event loop turns, a list that is whole again and in which a
-// row came back has been reordered.
+// Dragging a scene moves rows of the list's model. OBS's Up and Down buttons remove a row and insert it again, without
+// a front-end event. Adding or removing a scene also changes rows, but OBS raises an event for it. So the names of
+// removed rows are recorded until the next turn of the event loop. If a row was reinserted and none is missing by then,
+// the list has been reordered.
 class SceneOrderWatch : public QObject
 {
     Q_OBJECT
 
 public:
-    // The model may end before the watch.
+    // The model may be destroyed first.
     explicit SceneOrderWatch(QAbstractItemModel* model);
 
-    // The host has announced the list itself, or replaced all of it: what was seen so far is known to everybody.
-    void forget();
+    // Drops the recorded rows. Call it when OBS has raised an event for the list, or has replaced the whole list.
+    void discardRows();
 
 signals:
     void reordered();
@@ -34,6 +34,6 @@ private:
     void check();
 
     QPointer<QAbstractItemModel> m_model;
-    QStringList m_rowsOut;
-    bool m_hasRowReturned = false;
+    QStringList m_removedRows;
+    bool m_wasRowReinserted = false;
 };

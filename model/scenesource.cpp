@@ -29,8 +29,8 @@ void SceneSource::setLocked(bool locked)
     changeInScene([locked](obs_sceneitem_t* item) { obs_sceneitem_set_locked(item, locked); });
 }
 
-// Changes the item with its scene locked: the host crashes over an item that another thread takes out of the scene at
-// that moment. Scene before signal is also the order in which every other atomic update takes the locks.
+// Changes the item with its scene locked: OBS crashes if another thread removes the item from the scene at that moment.
+// Every other atomic update also locks the scene before the signal.
 template<typename Change>
 void SceneSource::changeInScene(Change change)
 {

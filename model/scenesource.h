@@ -3,7 +3,7 @@
 
 #include "source.h"
 
-// One item of a scene: a Source around what the item shows, with a reference to the item.
+// One item of a scene: wraps the source that the item shows, and holds a reference to the item.
 class SceneSource : public Source
 {
 public:
@@ -14,7 +14,7 @@ public:
     bool isVisible() const;
     bool isLocked() const;
 
-    // The change comes back as a signal of the item's Scene. An item that has left its scene is not changed.
+    // The item's Scene emits the change. An item that is no longer in its scene is not changed.
     void setVisible(bool visible);
     void setLocked(bool locked);
 
@@ -28,5 +28,5 @@ private:
     void changeInScene(Change change);
 
     OBSSceneItem m_item;
-    OBSScene m_scene; // null when the item had left it already
+    OBSScene m_scene; // null when the item is in no scene any more
 };

@@ -16,7 +16,7 @@ void SignalQueue::post(const QObject* wrapper, Kind kind, Delivery delivery)
     m_task.schedule();
 }
 
-// Keeps the latest record of each wrapper and kind, at its place.
+// Keeps the latest record of each wrapper and kind, at its position.
 void SignalQueue::merge()
 {
     std::deque<Record> kept;
@@ -35,13 +35,13 @@ void SignalQueue::merge()
 
 void SignalQueue::deliver()
 {
-    // Only what is there now: other threads may keep posting.
+    // Only the records that are pending now: other threads may keep posting.
     std::size_t count = 0;
     {
         const std::scoped_lock lock(m_mutex);
         count = m_records.size();
     }
-    while (count > 0 && deliverFirst()) { // a delivery may call this function, or end wrappers
+    while (count > 0 && deliverFirst()) { // a delivery may call this function, or destroy wrappers
         --count;
     }
 }

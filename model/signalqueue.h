@@ -25,24 +25,24 @@ struct calldata;
 class SignalQueue
 {
 public:
-    // How many records wait unmerged: enough for what a user or one request changes at once.
+    // More pending records than this are merged: enough for the changes of a user or of one request.
     static constexpr std::size_t maximumUnmerged = 20;
 
-    // The callback of the OBS signal, as what tells one kind of change from another: all records of one kind cause the
-    // same notifications.
+    // The callback of the OBS signal, which identifies the kind of change: all records of one kind cause the same
+    // notifications.
     using Kind = void (*)(void* data, calldata* arguments);
 
-    // Main thread. The argument is true when the record stands for several that have merged.
+    // Called on the main thread. The argument is true when the record stands for several merged ones.
     using Delivery = std::function<void(bool isMerged)>;
 
     // Enqueues one signal of the wrapper. Any thread, with any of OBS's locks held; the delivery must hold no
-    // reference. The wrapper must be alive and call removePending() before it ends.
+    // reference. The wrapper must be alive and call removePending() in its destructor.
     void post(const QObject* wrapper, Kind kind, Delivery delivery);
 
     // Delivers what is pending now. Main thread; re-entrant.
     void deliver();
 
-    // Drops the records of a wrapper that is about to end. Main thread.
+    // Drops the pending records of a wrapper. Main thread.
     void removePending(const QObject* wrapper);
 
 private:
@@ -58,7 +58,7 @@ private:
     bool deliverFirst();
     void merge();
 
-    std::mutex m_mutex; // guards the records; never held while anything is called
+    std::mutex m_mutex; // guards the records; unlocked during deliveries
     std::deque<Record> m_records;
     SlicedTask m_task {[this] { deliverSlice(); }};
 };

@@ -6,7 +6,7 @@
 
 using namespace Qt::StringLiterals;
 
-// In the order of subscription.
+// Subscribed in this order.
 const Source::HostSignal Source::sourceSignals[] = {
     {"destroy", enqueue<[](Source* source) { emit source->destroyed(source); }>},
     {"remove", enqueue<[](Source* source) { emit source->removed(source); }>},
@@ -63,7 +63,7 @@ void Source::subscribe(const HostSignal& signal)
 
 void Source::unsubscribe()
 {
-    // Most wrappers never subscribe and have no records.
+    // A wrapper without subscriptions has no records; most wrappers are of this kind.
     if (m_subscriptions.empty()) {
         return;
     }

@@ -10,12 +10,11 @@
 
 class SignalQueue;
 
-// Holds a reference to one host source for as long as it lives, and turns the source's host signals into Qt signals.
+// Holds a reference to one source of OBS and turns the source's signals into Qt signals.
 //
-// Created and deleted on the main thread, and emits all its signals there, from the queue that it was given. It
-// subscribes to OBS's signals when one of its own is first connected; without a queue it is a snapshot that emits
-// nothing. A source that OBS is already destroying gives a wrapper around null, which emits nothing and answers with
-// fallbacks.
+// Created and deleted on the main thread. It emits all its signals there, while the queue delivers. It subscribes to
+// the source's signals when one of its own is first connected. Without a queue it is a snapshot that emits nothing. A
+// source that OBS is already destroying gives a wrapper of null, which emits nothing and returns fallbacks.
 class Source : public QObject
 {
     Q_OBJECT
@@ -25,7 +24,7 @@ public:
 
     obs_source_t* source() const { return m_source; }
 
-    // The host's name; "NULL" without a source, "Error" when the host gives none.
+    // "NULL" without a source, "Error" when the source has no name.
     QString name() const;
 
     // {"name"}; subclasses add to it.
@@ -49,16 +48,16 @@ protected:
         signal_callback_t callback;
     };
 
-    // The source is borrowed; the wrapper takes a reference of its own. The queue outlives the wrapper.
+    // The wrapper takes its own reference to the source. The queue must outlive the wrapper.
     explicit Source(obs_source_t* source, SignalQueue* queue = nullptr);
 
     void connectNotify(const QMetaMethod& signal) override;
 
-    // Ends every subscription, waiting for a callback that is running on another thread, and drops the pending
-    // records. Subclasses call it first in their destructors.
+    // Ends every subscription and drops the pending records. Waits for a callback that is running on another thread.
+    // Subclasses call it first in their destructors.
     void unsubscribe();
 
-    // Subscribes to one signal of the host; the callback's data is this wrapper.
+    // Subscribes to one signal of the source; the callback's data is this wrapper.
     void subscribe(const HostSignal& signal);
 
     SignalQueue* queue() const { return m_queue; }
@@ -66,7 +65,7 @@ protected:
 private:
     static const HostSignal sourceSignals[];
 
-    // OBS's callbacks: they enqueue a signal of this source. Any thread.
+    // Callbacks of the source's signals: each enqueues a record. Any thread.
     template<auto emission>
     static void enqueue(void* data, calldata_t* arguments);
     static void enqueueEnabled(void* data, calldata_t* arguments);

@@ -3,7 +3,7 @@
 
 #include "source.h"
 
-// A host transition.
+// A transition of OBS.
 class Transition : public Source
 {
 public:

@@ -56,7 +56,7 @@ void BufferedSocket::fill()
 {
     const qint64 arrived = QAbstractSocket::bytesAvailable();
     if (arrived <= 0) {
-        m_isPeerFinished = true; // the system reports an end as readable, too
+        m_isPeerFinished = true; // the end of the stream is reported as readable
         return;
     }
     m_input.remove(0, std::exchange(m_read_bytes, 0));
@@ -82,9 +82,9 @@ void BufferedSocket::flush()
     if (state() != ConnectedState) {
         return;
     }
-    // Not through Qt, which closes the socket over a peer that is gone, with what that had sent still unread.
-    const bool isNext = QAbstractSocket::bytesToWrite() == 0;
-    const qsizetype sent = isNext ? sendToSocket(socketDescriptor(), bytes) : 0;
+    // Bypass Qt, which closes the socket and discards unread input when the peer has reset the connection.
+    const bool isQtBufferEmpty = QAbstractSocket::bytesToWrite() == 0;
+    const qsizetype sent = isQtBufferEmpty ? sendToSocket(socketDescriptor(), bytes) : 0;
     if (sent < 0 && isConnectionReset()) {
         return; // the next read reports it
     }
@@ -111,7 +111,7 @@ qint64 BufferedSocket::readData(char* data, qint64 size)
 qint64 BufferedSocket::writeData(const char* data, qint64 size)
 {
     if (state() != ConnectedState) {
-        return QAbstractSocket::writeData(data, size); // reports the error
+        return QAbstractSocket::writeData(data, size); // sets the error
     }
     m_output.append(data, size);
     return size;

@@ -4,11 +4,11 @@
 #include <QAbstractSocket>
 #include <QByteArray>
 
-// A TCP socket with buffers of its own in both directions, around a socket of Qt's that has none.
+// A TCP socket with its own buffers in both directions, on top of an unbuffered Qt socket.
 //
-// Output is collected until flush(), so that several messages travel in one segment. Input is read on request, and the
-// end of the peer's output is reported as a state instead of closing the socket: what the peer still has to receive is
-// sent first. (QTcpSocket closes as soon as it has read the end, and drops its unsent bytes.)
+// Output is collected until flush(), so that several messages share a segment. Input is read on request. When the peer
+// shuts down its sending side, the socket reports it as a state and stays open, so that unsent bytes still reach the
+// peer. (QTcpSocket would close and drop them.)
 class BufferedSocket : public QAbstractSocket
 {
     Q_OBJECT
@@ -16,23 +16,23 @@ class BufferedSocket : public QAbstractSocket
 public:
     explicit BufferedSocket(QObject* parent);
 
-    // Reads what has arrived, up to a limit. To be called when readyRead() is emitted, which then can come again. While
-    // it is not called, TCP flow control holds the peer back.
+    // Reads the received bytes, up to a limit. Call it when readyRead() is emitted; readyRead() is not emitted again
+    // before that, and TCP flow control stops the peer.
     void fill();
 
-    // Lets readyRead() come again after an emission that fill() did not follow, or one in a nested event loop.
+    // Enables readyRead() again after an emission that was not followed by fill(), or was in a nested event loop.
     void resumeReading();
 
     // The peer has shut down its sending side or is gone, and everything that it sent has been read into the buffer.
     bool isPeerFinished() const { return m_isPeerFinished; }
 
-    // Hands the collected output to the system, and what the system does not take to Qt, which emits bytesWritten() as
-    // that leaves. Never blocks and emits nothing.
+    // Passes the collected output to the operating system, and the rest to Qt, which emits bytesWritten() when it is
+    // sent. Never blocks and emits nothing.
     void flush();
 
     qint64 bytesAvailable() const override { return m_input.size() - m_read_bytes; }
 
-    // All that has not reached the system.
+    // All bytes that the operating system has not accepted yet.
     qint64 bytesToWrite() const override { return m_output.size() + QAbstractSocket::bytesToWrite(); }
 
     void disconnectFromHost() override;
@@ -43,7 +43,7 @@ protected:
 
 private:
     QByteArray m_input;
-    qsizetype m_read_bytes = 0; // of m_input, from its beginning
+    qsizetype m_read_bytes = 0; // from the beginning of m_input
     QByteArray m_output;
     bool m_isPeerFinished = false;
 };

@@ -23,7 +23,7 @@ NetworkConnection::NetworkConnection(SlicedTask* requests, QObject* parent)
 
 NetworkConnection::~NetworkConnection()
 {
-    // The socket closes while this object is half destroyed: its signals must not arrive any more.
+    // The socket closes and emits signals while this object is half destroyed.
     m_socket.disconnect(this);
     m_reader.disconnect(this);
 }
@@ -34,8 +34,8 @@ bool NetworkConnection::setSocketDescriptor(qintptr descriptor)
                                       QIODevice::ReadWrite | QIODevice::Unbuffered)) {
         return false;
     }
-    // Output is sent when it is complete; it need not wait for the acknowledgement of earlier output, which a peer can
-    // delay by 40 ms.
+    // Complete output is sent at once instead of after the acknowledgement of earlier output, which a peer can delay by
+    // 40 ms.
     m_socket.setSocketOption(QAbstractSocket::LowDelayOption, 1);
     return true;
 }
@@ -43,7 +43,7 @@ bool NetworkConnection::setSocketDescriptor(qintptr descriptor)
 bool NetworkConnection::write(const QByteArray& body)
 {
     if (m_hasWriteFailed) {
-        return false; // logged before
+        return false; // already logged
     }
     logRefusal(body.size());
     const bool isOverloaded = m_socket.bytesToWrite() > NetworkLimits::maximumUnsent_bytes;
@@ -55,7 +55,7 @@ bool NetworkConnection::write(const QByteArray& body)
     }
     m_hasWriteFailed = true;
     if (isOverloaded) {
-        // The socket would stay closing as long as the peer does not read: only its deletion ends it.
+        // The socket would stay in ClosingState until the peer reads: an invalid timer has the server delete it.
         m_aliveTimer.invalidate();
     }
     m_isEnding = true;
@@ -108,12 +108,12 @@ bool NetworkConnection::checkAlive()
     if (!m_aliveTimer.isValid()) {
         return false;
     }
-    m_socket.flush(); // also while a handler waits in a dialog
+    m_socket.flush(); // also while a handler runs a dialog
     if (m_handlerDepth > 0 || m_isTurnNeeded) {
         return true;
     }
     if (isExpired() && m_socket.state() == QAbstractSocket::ConnectedState) {
-        // After a pause of the event loop this check can come before the socket's notifier: received bytes count.
+        // After a pause of the event loop this check can run before the socket's notifier: count unread bytes.
         const QPointer<NetworkConnection> self(this);
         m_socket.waitForReadyRead(0);
         if (!self || m_isTurnNeeded) {
@@ -124,8 +124,8 @@ bool NetworkConnection::checkAlive()
         fail("Connection alive expired. Disconnecting!");
         return false;
     }
-    // Nested event loops can exclude socket notifiers. With input still unread Qt is not to notice that the peer is
-    // gone.
+    // Nested event loops can exclude socket notifiers, so Qt's buffer is sent here too. Unread input is handled first,
+    // since Qt discards it when the peer is gone.
     if (m_socket.bytesToWrite() > 0 && !isBusy() && m_socket.state() == QAbstractSocket::ConnectedState) {
         static_cast<QAbstractSocket&>(m_socket).flush();
     }
@@ -149,7 +149,7 @@ void NetworkConnection::fail(const char* reason)
 void NetworkConnection::readData()
 {
     if (isBusy()) {
-        return; // TCP holds the peer back until handleInput() resumes reading
+        return; // TCP flow control stops the peer until handleInput() resumes reading
     }
     m_socket.fill();
     const QPointer<SlicedTask> requests = m_requests;
@@ -224,7 +224,7 @@ void NetworkConnection::runContinuation()
 void NetworkConnection::outputSent()
 {
     if (m_continuation || m_socket.isPeerFinished()) {
-        restartAliveTimer(); // it is reading its answers
+        restartAliveTimer(); // the controller is reading its answers
     }
     continueWriting();
 }
@@ -258,7 +258,7 @@ void NetworkConnection::parsedData(QJsonObject json)
 
 void NetworkConnection::handlerReturned()
 {
-    // A handler can take long (a dialog of OBS): the controller's time counts from its end.
+    // A handler can take long (a dialog of OBS): the keep-alive time counts from its end.
     restartAliveTimer();
     if (--m_handlerDepth > 0) {
         return;
@@ -266,7 +266,7 @@ void NetworkConnection::handlerReturned()
     if (m_isAbandoned) {
         deleteLater();
     } else if (m_isTurnNeeded) {
-        emit turnNeeded(this); // takeTurn() has returned at once meanwhile
+        emit turnNeeded(this); // takeTurn() does nothing while a handler runs
     }
 }
 
@@ -284,7 +284,7 @@ void NetworkConnection::abandon()
     m_isEnding = true;
     m_continuation = {};
     if (m_handlerDepth > 0) {
-        m_isAbandoned = true; // deleted in the event loop that runs its handler, it would end under its own slots
+        m_isAbandoned = true; // deleting it now would destroy it under its own handler
     } else {
         delete this;
     }
@@ -294,7 +294,7 @@ void NetworkConnection::disconnectCompleted()
 {
     m_aliveTimer.invalidate();
     const QPointer<NetworkConnection> self(this);
-    ++m_handlerDepth; // the socket is on the stack, too
+    ++m_handlerDepth; // the code of the socket is on the stack, too
     emit disconnectedFromClient(this);
     if (self) {
         handlerReturned();
@@ -303,7 +303,7 @@ void NetworkConnection::disconnectCompleted()
 
 void NetworkConnection::restartAliveTimer()
 {
-    // The peer can have gone away in a nested event loop while earlier bytes are still being handled.
+    // The peer can disconnect in a nested event loop while earlier bytes are still being handled.
     if (m_aliveTimer.isValid()) {
         m_aliveTimer.start();
     }

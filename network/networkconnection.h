@@ -14,25 +14,24 @@
 
 class SlicedTask;
 
-// One controller: its socket, the frames on it in both directions, and the check that it is alive.
+// One controller: its socket, the frames in both directions, and the keep-alive check.
 //
-// Created, checked and deleted by NetworkServer, on the main thread. All other code knows a connection as a handle,
-// valid from NetworkServer::connectionAdded until the idle pass that deletes it. Handlers of receivedJson run inside
-// the handling of the socket's input and may enter a nested event loop (a modal dialog of OBS): then no further frame
-// of this connection is handled until they return. So may those of disconnectedFromClient.
+// Created, checked and deleted by NetworkServer, on the main thread. All other code uses a connection as a handle,
+// which is valid from NetworkServer::connectionAdded until the idle pass that deletes it. Handlers of receivedJson run
+// while input is handled and may run a nested event loop (a modal dialog of OBS): no further frame of this connection
+// is handled until they return. Handlers of disconnectedFromClient may do the same.
 //
-// Requests are handled in the slices of a task that all connections share. A connection whose request or input goes on
-// after the slice emits turnNeeded() and is called with takeTurn().
+// Requests are handled in the slices of a task that all connections share. A connection with more to do after the slice
+// emits turnNeeded(), and the server calls takeTurn().
 class NetworkConnection : public QObject
 {
     Q_OBJECT
 
 public:
-    // The rest of a request: does some of it, until isSliceOver() or !mayAnswer(), and returns true when nothing is
-    // left.
+    // Continues a request until isSliceOver() or !mayAnswer(). Returns true when the request is finished.
     using Continuation = std::function<bool()>;
 
-    // The body of a push, made only when it is sent.
+    // Makes the body of a push. Called only when the push is sent.
     using MakeBody = std::function<QByteArray()>;
 
     NetworkConnection(SlicedTask* requests, QObject* parent);
@@ -41,16 +40,16 @@ public:
     // Takes over an accepted native socket.
     bool setSocketDescriptor(qintptr descriptor);
 
-    // Queues one message, encoded or not, until flush() or the end of the handler that runs; never blocks. False when
-    // the socket refused it, or too much is unsent, which ends the connection.
+    // Queues one message until flush(), or until the running handler returns. Never blocks. If the socket refuses it or
+    // too much is unsent, ends the connection and returns false.
     bool write(const QByteArray& body);
 
     bool write(const QJsonObject& json) { return write(NetworkWriter::encode(json)); }
 
-    // Queues the new value of a property, or, while the controller does not read, the property's name only.
+    // Queues the new value of a property. While the controller does not read, stores only the property's name.
     void push(const QString& property, const MakeBody& body);
 
-    // The properties whose pushes the controller has missed, in the order of their latest change.
+    // Removes and returns the properties whose pushes were missed, in the order of their latest change.
     QStringList takeMissedPushes() { return std::exchange(m_missedPushes, {}); }
 
     // The longest message that can be sent to this controller.
@@ -59,35 +58,34 @@ public:
     // Logs that a message of that length was left out.
     void logRefusal(qsizetype length_bytes) const;
 
-    // Whether the controller has read enough of its earlier answers to get another one, besides so many pending bytes.
+    // False while the controller has too many unread bytes to get another answer, with pending_bytes added to them.
     bool mayAnswer(qsizetype pending_bytes = 0) const;
 
     // Whether the rest of a request has to wait for the next slice.
     bool isSliceOver() const;
 
-    // Called from a handler of receivedJson whose request is not finished. Until the continuation returns true the
-    // connection is busy, and nothing else of it is handled.
+    // Call it in a handler of receivedJson whose request is not finished. Until the continuation returns true the
+    // connection is busy and handles no further input.
     void continueWith(Continuation continuation) { m_continuation = std::move(continuation); }
 
-    // Emits turnNeeded(), once until takeTurn() is called. Input is not handled meanwhile.
+    // Emits turnNeeded(), once until takeTurn() is called. No input is handled in between.
     void requestTurn();
 
-    // Goes on with the request, then with the input. Handlers may run inside.
+    // Continues the unfinished request, then the input. Handlers may run inside.
     void takeTurn();
 
-    // Sends what is pending, without blocking; handlers may run inside. False once the connection has failed, has
+    // Sends pending bytes without blocking; handlers may run inside. Returns false when the connection has failed, has
     // expired or is disconnected.
     bool checkAlive();
 
-    // Hands to the system what it takes of the pending bytes, without blocking, unless a handler is running: then the
-    // bytes leave when it returns. Nothing is emitted inside.
+    // Sends pending bytes without blocking and without emitting a signal. Does nothing while a handler is running: the
+    // bytes are sent when it returns.
     void flush();
 
-    // Whether a handler is on the stack, or a request or received frames are still to be handled. A busy connection is
-    // not deleted.
+    // Whether a handler is running, or a request or received frames are pending. A busy connection is not deleted.
     bool isBusy() const { return m_handlerDepth > 0 || (!m_isEnding && (m_continuation || m_isTurnNeeded)); }
 
-    // Ends the connection without the server that owned it: at once, or when the handler on the stack returns.
+    // Deletes the connection when its server is destroyed: at once, or after the running handler has returned.
     void abandon();
 
 signals:
@@ -112,7 +110,7 @@ private:
     void restartAliveTimer();
     bool isExpired() const;
 
-    QPointer<SlicedTask> m_requests; // of the server
+    QPointer<SlicedTask> m_requests; // owned by the server
     BufferedSocket m_socket;
     NetworkReader m_reader;
     NetworkWriter m_writer;
@@ -122,6 +120,6 @@ private:
     int m_handlerDepth = 0;
     bool m_isTurnNeeded = false;
     bool m_hasWriteFailed = false;
-    bool m_isEnding = false; // nothing more of it is handled
+    bool m_isEnding = false; // no further input is handled
     bool m_isAbandoned = false;
 };

@@ -95,7 +95,7 @@ bool NetworkReader::decodeBody()
     QJsonParseError error;
     QJsonDocument document = QJsonDocument::fromJson(m_buffer, &error);
     if (error.error != QJsonParseError::NoError) {
-        // Once more through a string, in which invalid UTF-8 has become U+FFFD.
+        // Try again with invalid UTF-8 replaced by U+FFFD.
         m_buffer = QString::fromUtf8(m_buffer).toUtf8();
         document = QJsonDocument::fromJson(m_buffer, &error);
     }
@@ -118,7 +118,7 @@ bool NetworkReader::fail(Error error)
 
 QByteArray NetworkReader::errorString() const
 {
-    // As text for printf's %s: it ends at the first zero byte.
+    // The text in the log ends at the first zero byte.
     const char* text = m_buffer.constData();
     switch (m_error) {
     case Error::NoHeaderBytes:

@@ -12,7 +12,7 @@
 
 class QIODevice;
 
-// Cuts the byte stream of one connection into JSON objects. Both ends of the connection use it.
+// Splits the byte stream of one connection into JSON objects. Both ends of the connection use it.
 //
 // A frame on the wire:
 //   4 bytes   the body's length in bytes, ASCII decimal digits, filled on the left with the digit 0
@@ -32,28 +32,28 @@ class NetworkReader : public QObject
 public:
     enum class Error {
         None,
-        NoHeaderBytes, // the device announced bytes and gave none
+        NoHeaderBytes, // the device reported available bytes but returned none
         MalformedLength,
         MalformedJson,
     };
 
-    // The largest body that is accepted in a long frame; one that announces more is malformed.
+    // Takes the largest body that is accepted in a long frame; a longer one is malformed.
     explicit NetworkReader(QIODevice* device, qint64 maximumBody_bytes = NetworkLimits::maximumInboundBody_bytes);
 
-    // Consumes the bytes that the device has available, whatever their division into frames, until none is left or
-    // mayContinue, called at the start of each frame, returns false. Returns false on malformed input, see error().
+    // Reads the available bytes of the device, complete frames or not, until none is left or mayContinue, called at the
+    // start of each frame, returns false. Returns false on malformed input, see error().
     // Handlers of receivedJson run inside this call and may destroy the reader; they must not call readFrames().
     bool readFrames(const std::function<bool()>& mayContinue = {});
 
-    // What made readFrames() return false, and the same in words, as a line for the log.
+    // Why readFrames() returned false, as a code and as a line for the log.
     Error error() const { return m_error; }
 
     QByteArray errorString() const;
 
-    // Whether the peer has sent a long frame, and so understands them.
+    // Whether the peer has sent a long frame, which means that it accepts them.
     bool hasReadLongFrame() const { return m_hasReadLongFrame; }
 
-    // Back to the start of a frame, without error.
+    // Returns to the start of a frame and clears the error.
     void reset();
 
 signals:

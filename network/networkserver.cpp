@@ -107,12 +107,12 @@ void NetworkServer::incomingConnection(qintptr socketDescriptor)
         announce(connection);
         m_requests.end();
     } else {
-        connection->requestTurn(); // nothing of it is read until it is announced
+        connection->requestTurn(); // it is not read until it is announced
         m_waiting.append(connection);
     }
 }
 
-// Makes an accepted connection one of the controllers.
+// Adds an accepted connection to the controllers.
 void NetworkServer::announce(NetworkConnection* connection)
 {
     connect(this, &NetworkServer::stopClients, connection, &NetworkConnection::terminate);
@@ -128,14 +128,14 @@ void NetworkServer::announce(NetworkConnection* connection)
     logInfo("Added new connection");
 }
 
-// One slice of what connections could not do at once, each in its turn.
+// Calls the waiting connections in turn until the slice is over.
 void NetworkServer::takeTurns()
 {
     const QPointer<NetworkServer> self(this);
     while (self && !m_waiting.isEmpty() && !m_requests.isSliceOver()) {
         const QPointer<NetworkConnection> connection = m_waiting.takeFirst();
         if (!m_waiting.isEmpty()) {
-            m_requests.schedule(); // also for a nested event loop in a handler of this connection
+            m_requests.schedule(); // a nested event loop in a handler of this connection continues with the rest
         }
         if (connection && !m_connections.contains(connection)) {
             announce(connection);
@@ -178,8 +178,8 @@ void NetworkServer::acceptPending()
         }
         resumeAccepting();
     }
-    // Qt reports a waiting connection that it could not accept, for want of descriptors, as if it had; and its event
-    // loop would try again without end.
+    // Qt reports a pending connection that it could not accept, for lack of file descriptors, as if it had accepted it,
+    // and its event loop would try again endlessly.
     m_hasAccepted = false;
     const QPointer<NetworkServer> self(this);
     const bool hasWaiting = waitForNewConnection(0);
@@ -200,8 +200,8 @@ void NetworkServer::acceptPending()
 
 void NetworkServer::checkConnections()
 {
-    // Checking one connection can run a handler, a nested event loop in it and further idle passes, which may delete
-    // any other connection or this server: hence pointers that know.
+    // Checking a connection can run a handler, which may run a nested event loop with further idle passes and delete
+    // any other connection or this server.
     const QPointer<NetworkServer> self(this);
     const QList<QPointer<NetworkConnection>> sweep(m_connections.cbegin(), m_connections.cend());
     for (const QPointer<NetworkConnection>& connection : sweep) {
@@ -220,7 +220,7 @@ void NetworkServer::checkConnections()
 
 void NetworkServer::deleteDeadConnections()
 {
-    // A busy connection stays queued until a pass that finds it at rest.
+    // A busy connection is deleted in a later pass.
     const QList<NetworkConnection*> dead = m_deadConnections;
     for (NetworkConnection* connection : dead) {
         if (connection->isBusy()) {

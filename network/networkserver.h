@@ -9,11 +9,11 @@
 #include <QTcpServer>
 #include <QTimer>
 
-// The TCP server on 127.0.0.1: accepts controllers, relays their messages, and is the only owner that ever deletes a
-// connection, in its idle pass (every 30 ms) or its destructor.
+// The TCP server on 127.0.0.1: accepts controllers, relays their messages, and owns the connections. It deletes them
+// only in its idle pass or its destructor.
 //
-// Main thread only. Every signal is emitted inside the handling of socket input or of the idle pass, and its handlers
-// may write, stop the server, or enter a nested event loop in which further idle passes run.
+// Main thread only. Signals are emitted while socket input or the idle pass is handled. Their handlers may write, stop
+// the server, or run a nested event loop, in which further idle passes run.
 class NetworkServer : public QTcpServer
 {
     Q_OBJECT
@@ -28,8 +28,7 @@ public:
     // Ends every connection and stops listening. Deletion follows in the next idle passes.
     void stop();
 
-    // Sends to one connection, announced by connectionAdded and not yet deleted. Always true: a failure ends the
-    // connection and nothing else.
+    // Sends to one connection. Always true: a failure only ends that connection.
     bool write(NetworkConnection* connection, const QByteArray& body);
     bool write(NetworkConnection* connection, const QJsonObject& json);
 
@@ -37,12 +36,12 @@ public:
     bool writeAll(const QByteArray& body);
     bool writeAll(const QJsonObject& json);
 
-    // Sends the new value of a property to all. A controller that does not read gets it when it has caught up, by
-    // drained(). The body is made at most once.
+    // Sends the new value of a property to all. A controller that does not read misses it; drained() is emitted when
+    // it has caught up. The body is made at most once.
     void pushAll(const QString& property, const NetworkConnection::MakeBody& body);
 
-    // Sends the bytes that writeAll() and pushAll() have queued, as far as the system takes them, instead of in the
-    // next idle pass. A connection whose handler is running sends them with its answers.
+    // Sends the bytes that writeAll() and pushAll() have queued, instead of in the next idle pass. A connection whose
+    // handler is running sends them when the handler returns.
     void flush();
 
 signals:
@@ -50,7 +49,7 @@ signals:
     void receivedJson(QJsonObject json, NetworkConnection* connection);
     void connectionAdded(NetworkConnection* connection);
     void connectionRemoved(NetworkConnection* connection);
-    // The connection has missed pushes and can take their newest values now.
+    // The connection has missed pushes and can now receive the newest values.
     void drained(NetworkConnection* connection);
 
 public slots:
@@ -68,11 +67,11 @@ private:
     void deleteDeadConnections();
 
     SlicedTask m_requests {[this] { takeTurns(); }};
-    QList<QPointer<NetworkConnection>> m_waiting; // for their turn, in this order
+    QList<QPointer<NetworkConnection>> m_waiting; // for takeTurn(), in this order
     QList<NetworkConnection*> m_connections;      // in the order of acceptance
     QList<NetworkConnection*> m_deadConnections;  // each also in m_connections
     QTimer m_idleTimer;
-    QDeadlineTimer m_acceptRetry; // while accepting is paused for want of descriptors
+    QDeadlineTimer m_acceptRetry; // while accepting is paused for lack of file descriptors
     bool m_isAcceptingPaused = false;
     bool m_isDescriptorShortageLogged = false; // until no connection is pending
     bool m_hasAccepted = false;

@@ -12,25 +12,25 @@ class NetworkWriter
 public:
     explicit NetworkWriter(QIODevice* device);
 
-    // A message as it travels.
+    // A message as compact JSON.
     static QByteArray encode(const QJsonObject& json);
 
-    // Hands one frame to the device; neither flushes nor waits. False when the device refused the header or the body.
-    // A body for which refusal() has a reason is left out, and the peer's stream stays in step: true.
+    // Writes one frame to the device; neither flushes nor blocks. Returns false when the device refuses the header or
+    // the body. A body for which refusal() returns a reason is left out and counts as written.
     bool write(const QByteArray& body);
 
     bool write(const QJsonObject& json) { return write(encode(json)); }
 
-    // The same, in a long frame whatever the length: the peer learns that this side understands them.
+    // Writes a long frame whatever the length, which shows the peer that this side accepts long frames.
     bool writeLongFrame(const QByteArray& body);
 
-    // The longest body that the peer understands.
+    // The longest body that the peer accepts.
     qsizetype maximumBody_bytes() const;
 
-    // Why a body of that length is left out, as a line for the log; empty when it is sent.
+    // Why a body of that length is left out, as a line for the log. Empty when it is sent.
     QByteArray refusal(qsizetype length_bytes) const;
 
-    // The peer understands long frames from now on. Only bodies that need one travel in one.
+    // Enables long frames, if the peer accepts them. They are used only for bodies that need one.
     void setLongFrames(bool on) { m_hasLongFrames = on; }
 
 private:

@@ -3,7 +3,7 @@
 
 #include <QString>
 
-// Statistics of the host as texts with their unit, made for direct display on a controller.
+// Statistics as text with their unit, for direct display on a controller.
 namespace DisplayText {
 
 // Two significant digits: "12%", "5.7%", "1e+02%".
@@ -12,8 +12,7 @@ QString cpuUsage(double percent);
 // Mebibytes, one decimal: "2048.0 MB".
 QString memory(quint64 bytes);
 
-// One decimal: "117.7 MB", "500.0 GB", "3.0 TB". The figure is scaled by 1024.01 squared where the unit says mega;
-// controllers compare it with what they have always been shown.
+// One decimal: "117.7 MB", "500.0 GB", "3.0 TB". One MB is 1024.01 squared bytes: controllers rely on these figures.
 QString freeDisk(quint64 bytes);
 
 } // namespace DisplayText

@@ -5,8 +5,8 @@
 
 #include <optional>
 
-// The mask of a scene's items: a signed 32-bit number in which the item at position i (0 is the top-most) owns bit
-// i mod 32. Past the 32nd item positions share their bits, the later one deciding what is read.
+// One bit for each item of a scene, as a signed 32-bit number: the item at position i (0 is the top-most) has bit
+// i mod 32. In scenes with more than 32 items several items share a bit, which then has the value of the last of them.
 class ItemMask
 {
 public:
@@ -18,8 +18,7 @@ public:
         : m_bits(static_cast<quint32>(value))
     {}
 
-    // From a controller's value: a whole number of 32 bits, signed or, with bit 31 set, unsigned. Nothing else
-    // converts.
+    // Converts a controller's value: a whole number of 32 bits, signed or unsigned. Other values give nothing.
     static std::optional<ItemMask> fromVariant(const QVariant& value);
 
     void setBit(qsizetype position, bool isSet);

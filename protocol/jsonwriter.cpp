@@ -22,7 +22,7 @@ void writeValue(JsonWriter& writer, const QJsonValue& value)
     } else if (value.isString()) {
         writeString(writer, value.toString().toUtf8());
     } else {
-        // Qt encodes only whole documents: one of a single element, without its brackets.
+        // Qt encodes only documents: encode an array of this value, and omit its brackets.
         const QByteArray array = QJsonDocument(QJsonArray {value}).toJson(QJsonDocument::Compact);
         writer.RawValue(array.constData() + 1, static_cast<std::size_t>(array.size()) - 2, rapidjson::kArrayType);
     }

@@ -7,12 +7,12 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
-// Writes JSON straight into compact text, for values too large to be built as a tree first. The caller nests and
-// orders.
+// Writes compact JSON text directly, for values that are too large to build as a tree first. The caller is responsible
+// for the nesting and for the order of the keys.
 using JsonBuffer = rapidjson::StringBuffer;
 using JsonWriter = rapidjson::Writer<JsonBuffer>;
 
-// Text in UTF-8; what is invalid becomes U+FFFD.
+// Writes UTF-8 text as a JSON string. Invalid bytes become U+FFFD.
 void writeString(JsonWriter& writer, QByteArrayView utf8);
 
 void writeValue(JsonWriter& writer, const QJsonValue& value);

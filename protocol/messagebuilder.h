@@ -7,28 +7,29 @@
 #include <utility>
 
 // Wraps entries into messages {"values":[entry...]}: in order, each message as full as a short frame allows. An entry
-// that fits no short frame has a message of its own.
+// that does not fit into a short frame gets its own message.
 class MessageBuilder
 {
 public:
-    // A message of entries that are joined by commas.
+    // Wraps entries that are already joined by commas.
     static QByteArray message(const QByteArray& entries);
 
-    // The longest message that the receiver accepts.
+    // Takes the length of the longest message that the receiver accepts.
     explicit MessageBuilder(qsizetype maximumBody_bytes)
         : m_maximumBody_bytes(maximumBody_bytes)
     {}
 
-    // Returns the length of the message that the receiver does not accept, else 0. An empty entry takes its place then.
+    // Returns 0. If the receiver does not accept a message with this entry, appends an empty entry instead and returns
+    // the length of that message.
     [[nodiscard]] qsizetype append(const QByteArray& entry);
 
-    // The messages to which nothing can be added any more.
+    // Removes and returns the complete messages, without the one being filled.
     QList<QByteArray> takeFull() { return std::exchange(m_full, {}); }
 
-    // All messages; none when nothing was appended.
+    // Removes and returns all messages; none when nothing was appended.
     QList<QByteArray> takeAll();
 
-    // Of all that was appended and not taken.
+    // The size of all that has been appended and not taken.
     qsizetype size_bytes() const;
 
 private:

@@ -13,7 +13,7 @@
 
 using namespace Qt::StringLiterals;
 
-// A getter or setter that controllers can reach.
+// A getter or setter that controllers can call.
 struct ProtocolAdapter::Property
 {
     QMetaMethod method;
@@ -29,8 +29,8 @@ struct ProtocolAdapter::Request
     qsizetype next = 0;
 };
 
-// Every getter and setter, and nothing else of the class. Looked up before Qt is asked to invoke anything, since Qt
-// warns of an unknown name in OBS's log, and controllers choose the names.
+// Finds a getter or setter; other methods are not callable. Controllers choose the names, and an attempt to invoke an
+// unknown method by its name would make Qt write a warning to OBS's log.
 const ProtocolAdapter::Property* ProtocolAdapter::findProperty(const QString& methodName)
 {
     static const QHash<QString, Property> properties = [] {
@@ -133,7 +133,7 @@ void ProtocolAdapter::appendAllValues(MessageBuilder& values, const NetworkConne
 
 void ProtocolAdapter::receivedJson(QJsonObject json, NetworkConnection* connection)
 {
-    m_frontEnd.deliverHostSignals(); // the masks below are of the items that were pushed last
+    m_frontEnd.deliverHostSignals(); // updates the item list, to which masks in the request apply
     constexpr qsizetype unlimited_bytes = std::numeric_limits<qsizetype>::max();
     const auto request = std::make_shared<Request>(
         Request {.connection = connection,
@@ -145,12 +145,13 @@ void ProtocolAdapter::receivedJson(QJsonObject json, NetworkConnection* connecti
     }
 }
 
-// Handles entries until the slice is over or the controller has to read answers first. True when all are handled.
+// Handles entries until the slice is over or the controller has to read answers first. Returns true when all entries
+// are handled.
 bool ProtocolAdapter::proceed(Request& request)
 {
     const QPointer<ProtocolAdapter> self(this);
     NetworkConnection* connection = request.connection;
-    QHash<QString, QByteArray> encoded; // each value is read and encoded once, as long as nothing is set in between
+    QHash<QString, QByteArray> encoded; // each value is read and encoded once, until a setter runs
     bool isInterrupted = false;
     while (request.next < request.entries.size() && !isInterrupted) {
         const QJsonObject entry = request.entries.at(request.next).toObject();
@@ -160,7 +161,7 @@ bool ProtocolAdapter::proceed(Request& request)
                 encoded.clear();
             }
             if (!self) {
-                return true; // OBS can open a dialog over a set, and end meanwhile
+                return true; // a setter can open a dialog, and OBS can exit while it is open
             }
         } else if (connection && !connection->mayAnswer(request.answer.size_bytes())) {
             break;

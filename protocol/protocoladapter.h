@@ -16,16 +16,17 @@
 class NetworkConnection;
 class NetworkServer;
 
-// The protocol: named properties of the host, read and written by controllers and pushed to all of them on a change.
+// The protocol: named properties of OBS, which controllers read and write and which are pushed to all controllers when
+// they change.
 //
-// A message is {"values": [entry...]}. A request entry {"type", "name", "value"} of type "set" writes, any other reads;
-// the plug-in's entries always say "set", so that a controller can send one back. A property is a pair of slots, found
-// by name: "get" or "set" and the property's name with its first letter in upper case. The order of the slots is part
-// of the interface.
+// A message is {"values": [entry...]}. A request entry {"type", "name", "value"} of type "set" writes, any other reads.
+// Entries from the plug-in always have the type "set", so that a controller can send them back. A property is a pair of
+// slots, found by name: "get" or "set" and the property's name with its first letter in upper case. The order of the
+// slots is part of the interface.
 //
-// Main thread only. A request is handled completely, answer included, within the server's signal, unless it takes
-// longer than a slice of the event loop's time or the controller does not read its answers: then the connection calls
-// for the rest in later turns. A setter can make OBS raise events at once; what they push leaves before the answer.
+// Main thread only. A request is handled completely, including its answer, within the server's signal, unless it takes
+// longer than a slice of the event loop's time or the controller does not read its answers: then the connection
+// continues it in later slices. A setter can make OBS raise events at once; their pushes are sent before the answer.
 class ProtocolAdapter : public QObject
 {
     Q_OBJECT
@@ -40,17 +41,17 @@ public:
     explicit ProtocolAdapter(NetworkServer* server);
     ~ProtocolAdapter() override;
 
-    // The slot that serves a property: "sceneList" is read by "getSceneList".
+    // The name of the slot of a property: "getSceneList" reads "sceneList".
     static QString methodName(const QString& name, MethodType type);
 
-    // One property, read now: the entry {"name", "type": "set", "value"} as compact JSON, with the name as given, or
+    // Reads a property. Returns the entry {"name", "type": "set", "value"} as compact JSON, with the name as given, or
     // the empty object when there is no such property.
     QByteArray valueEntry(const QString& name);
 
-    // Sends an entry as a message of its own to a connection, or to all.
+    // Sends an entry as one message to a connection, or to all.
     void sendValueEntry(const QByteArray& entry, NetworkConnection* connection = nullptr);
 
-    // The full state, as every new controller receives it.
+    // Appends the full state, which every new controller receives.
     void appendAllValues(MessageBuilder& values, const NetworkConnection* connection);
 
 public slots:
@@ -122,7 +123,7 @@ private:
     struct Request;
 
     static const Property* findProperty(const QString& methodName);
-    bool setValue(const QString& name, const QJsonValue& value); // whether there is a setter
+    bool setValue(const QString& name, const QJsonValue& value); // false when there is no setter
     bool proceed(Request& request);
     static void append(MessageBuilder& message, const QByteArray& entry, const NetworkConnection* connection);
     void send(const QList<QByteArray>& messages, NetworkConnection* connection);
@@ -138,6 +139,6 @@ private:
 
     NetworkServer* m_server;
     HostStatistics m_statistics; // destroyed after the bridge
-    // The getters are const and the bridge points its output wrappers anew on each reading.
+    // Mutable for the const getters, since recordingOutput() and streamingOutput() update their wrappers.
     mutable FrontEnd m_frontEnd;
 };

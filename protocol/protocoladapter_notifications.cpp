@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
-// Changes of OBS, pushed to every controller: each property is read afresh and sent as a message of its own.
+// Pushes the changes of OBS to every controller: each property is read again and sent as one message.
 #include "network/networkserver.h"
 #include "protocoladapter.h"
 
@@ -92,7 +92,7 @@ void ProtocolAdapter::transitionStopped()
 
 void ProtocolAdapter::sceneChanged()
 {
-    // The bridge has just replaced the wrapper; the connections of the old one ended with it.
+    // The bridge has replaced the wrapper; the connections of the previous one ended with it.
     if (Scene* scene = m_frontEnd.currentScene()) {
         connectScene(scene);
     }

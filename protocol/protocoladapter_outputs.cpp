@@ -10,7 +10,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// A switch is a number, on above 0; nothing else converts.
+// A switch is a number: above 0 is on. Other types do not convert.
 std::optional<bool> switchState(const QVariant& value)
 {
     bool ok = false;

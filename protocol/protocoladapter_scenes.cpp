@@ -42,8 +42,8 @@ QJsonValue ProtocolAdapter::getSceneList() const
     return QJsonDocument::fromJson({buffer.GetString(), static_cast<qsizetype>(buffer.GetSize())}).array();
 }
 
-// By far the largest value, read for nearly every change: written without a wrapper for each item. Keys are in
-// alphabetical order, as in all messages.
+// By far the largest value, and read for nearly every change: it is written without a wrapper for each item. Keys are
+// in alphabetical order, as in all messages.
 void ProtocolAdapter::writeSceneList(JsonWriter& writer) const
 {
     const Scene* current = m_frontEnd.isStudioMode() ? m_frontEnd.previewScene() : m_frontEnd.currentScene();
@@ -178,8 +178,8 @@ void ProtocolAdapter::applyItemMask(const QVariant& value, bool (SceneSource::*i
     if (!mask || !scene) {
         return;
     }
-    // Each change is pushed before the next is made, and what is delivered with it may replace the scene's wrappers:
-    // the walk goes over wrappers of its own. Past a slice the changes of a large scene are pushed together at the end.
+    // Each change is pushed before the next one is made. This may replace the scene's wrappers, so the loop uses its
+    // own. When a large scene takes longer than a slice, the remaining changes are pushed together at the end.
     const QDeadlineTimer deadline(SlicedTask::sliceLength);
     std::vector<std::unique_ptr<SceneSource>> items;
     for (const SceneSource* source : scene->sceneSources()) {

@@ -7,7 +7,7 @@ std::optional<qint64> wholeNumber(const QVariant& value, qint64 minimum, qint64 
 {
     bool ok = false;
     const double number = value.toDouble(&ok);
-    // Compared as a double first: the conversion of a number out of range is undefined.
+    // Compare as double first: the conversion of a number out of range is undefined.
     if (!ok || std::trunc(number) != number || number < static_cast<double>(minimum)
         || number > static_cast<double>(maximum)) {
         return std::nullopt;

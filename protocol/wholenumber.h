@@ -5,6 +5,6 @@
 
 #include <optional>
 
-// A controller's number, when it is whole and within the bounds. Qt's own toInt would read 2.5 and 1e300 as 0, with
-// success, and cut 64-bit numbers.
+// Converts a controller's number if it is whole and within the bounds. QVariant::toInt() would report success for 2.5
+// and 1e300, and truncate 64-bit numbers.
 std::optional<qint64> wholeNumber(const QVariant& value, qint64 minimum, qint64 maximum);

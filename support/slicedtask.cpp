@@ -17,8 +17,8 @@ SlicedTask::SlicedTask(Work work)
 
 void SlicedTask::schedule()
 {
-    // Ahead of OBS's own posted events, such as repaints. Those still run in the same turn: the event loop handles what
-    // is posted meanwhile only in its next turn.
+    // Ahead of OBS's own posted events, such as repaints. Those still run in the same turn: the event loop handles
+    // events that are posted meanwhile only in its next turn.
     if (!m_isScheduled.exchange(true)) {
         QCoreApplication::postEvent(this, new QEvent(runEvent), Qt::HighEventPriority);
     }
@@ -50,7 +50,7 @@ bool SlicedTask::event(QEvent* event)
     m_isScheduled = false;
     m_deadline.setRemainingTime(sliceLength);
     const QPointer<SlicedTask> self(this);
-    const Work work = m_work; // outlives the task
+    const Work work = m_work; // a copy, since the work may destroy the task
     work();
     if (self) {
         end();

@@ -20,8 +20,7 @@ class SlicedTask : public QObject
 public:
     static constexpr std::chrono::milliseconds sliceLength {10};
 
-    // Does what is pending, step by step, and returns when isSliceOver(). Runs on the main thread. May destroy the
-    // task.
+    // Does the pending work step by step and returns when isSliceOver(). Runs on the main thread. May destroy the task.
     using Work = std::function<void()>;
 
     explicit SlicedTask(Work work);
@@ -29,11 +28,11 @@ public:
     // Runs the work in the next turn of the event loop, in a new slice. Any thread. Only one run is ever outstanding.
     void schedule();
 
-    // Opens a slice for work that arrives by itself (a readable socket), unless one is open. False when the slice of
-    // this turn is used up or a run is outstanding: then the work has to wait for that run.
+    // Opens a slice for work outside a run (a readable socket), unless one is open. Returns false when a run is
+    // outstanding: then the work has to wait for that run.
     [[nodiscard]] bool begin();
 
-    // Closes what begin() has opened. When the slice is over, the event loop has its turn first.
+    // Call it after begin() and the work. If the slice is over, further work waits for the next turn of the event loop.
     void end();
 
     bool isSliceOver() const { return m_deadline.hasExpired(); }
