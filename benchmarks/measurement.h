@@ -4,40 +4,71 @@
 #include <QJsonObject>
 
 #include <algorithm>
-#include <cstdint>
+#include <chrono>
+#include <ctime>
+#include <fstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
-// Where everything that is measured can be reached, and how much is to be done.
-struct Setting
+using Clock = std::chrono::steady_clock;
+
+inline double microseconds(Clock::duration time)
 {
-    uint16_t plugin = 0;
-    uint16_t hostEcho = 0; // in the host's event loop
-    uint16_t bareEcho = 0; // in a process of its own
-    uint16_t floor = 0;
-    uint16_t changes = 0; // told with nothing in between
-    uint16_t remote = 0;
-    int pid = 0; // the host
-    std::string scene;
-    int rounds = 5;
-    int count = 0; // requests, reads, changes or milliseconds a round
-    int controllers = 1;
-    bool areLong = false; // controllers with long frames
-    bool isEager = false; // acknowledges at once
-    bool isAlone = false; // without the remote in reading the scene list
-    bool isFloor = false; // changes are told with nothing in between, to one client
-};
+    return std::chrono::duration<double, std::micro>(time).count();
+}
 
 inline double quantile(std::vector<double> values, double part)
 {
-    const auto position = static_cast<std::size_t>(part * static_cast<double>(values.size() - 1) + 0.5);
-    std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(position), values.end());
-    return values[position];
+    const auto position = static_cast<std::ptrdiff_t>(part * static_cast<double>(values.size() - 1) + 0.5);
+    std::nth_element(values.begin(), values.begin() + position, values.end());
+    return values[static_cast<std::size_t>(position)];
 }
 
-// One round each. The remote session that they open is asked over one connection.
-QJsonObject roundTrips(const Setting& setting);
-QJsonObject pipelined(const Setting& setting);
-QJsonObject sceneListReads(const Setting& setting);
-QJsonObject pushes(const Setting& setting);
-QJsonObject idle(const Setting& setting);
+// Processor time of another process, which the kernel counts in nanoseconds. That of the main thread is exact while it
+// sleeps, as it mostly does after an answer.
+class ProcessCpuClock
+{
+public:
+    explicit ProcessCpuClock(int pid)
+        : m_path("/proc/" + std::to_string(pid) + "/task/" + std::to_string(pid) + "/schedstat")
+    {}
+
+    double mainThread_us() const
+    {
+        std::ifstream file(m_path);
+        double time_ns = 0;
+        if (!(file >> time_ns)) {
+            throw std::runtime_error("cannot read thread times in " + m_path);
+        }
+        return time_ns / 1000;
+    }
+
+private:
+    std::string m_path;
+};
+
+inline uint16_t port(const QJsonObject& settings, QLatin1StringView peer)
+{
+    return static_cast<uint16_t>(settings[peer].toInt());
+}
+
+// One round each. The settings have the port of each peer ("plugin", "echo", "baseline", "obsWebSocket"), the "pid" of
+// OBS, the "count" of requests, reads, changes or milliseconds, and what each function names. Requests for
+// obs-websocket are complete messages.
+
+// "studioModeRequest": for obs-websocket.
+QJsonObject roundTrips(const QJsonObject& settings);
+
+// The same, and "acknowledgesAtOnce": see Channel.
+QJsonObject pipelined(const QJsonObject& settings);
+
+// "sceneListRequests": for obs-websocket, a list that is timed as a whole.
+QJsonObject sceneListReads(const QJsonObject& settings);
+
+// "changeRequests": two for obs-websocket, of which the second one undoes the first. "controllers": how many receive
+// the changes. "longFrames": whether they understand long frames.
+QJsonObject pushes(const QJsonObject& settings);
+
+// "controllers": how many send keep-alives.
+QJsonObject idle(const QJsonObject& settings);

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
-#include "scenefloor.h"
+#include "scenelistbaseline.h"
 
-#include <cstdio>
 #include <vector>
 
 #include <obs-frontend-api.h>
@@ -9,7 +8,7 @@
 
 namespace {
 
-// Good for a moment only: the name is the host's, and nobody renames anything while this is measured.
+// Valid for a moment: OBS owns the name.
 struct ItemFacts
 {
     const char* name;
@@ -21,24 +20,12 @@ void appendText(std::string& text, const char* value)
 {
     text += '"';
     for (; *value; ++value) {
-        const auto byte = static_cast<unsigned char>(*value);
-        if (byte == '"' || byte == '\\') {
+        if (*value == '"' || *value == '\\') {
             text += '\\';
-            text += *value;
-        } else if (byte < ' ') {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", byte);
-            text += escape;
-        } else {
-            text += *value;
         }
+        text += *value;
     }
     text += '"';
-}
-
-void appendBool(std::string& text, bool value)
-{
-    text += value ? "true" : "false";
 }
 
 bool appendFacts(obs_scene_t* /*scene*/, obs_sceneitem_t* item, void* facts)
@@ -48,7 +35,7 @@ bool appendFacts(obs_scene_t* /*scene*/, obs_sceneitem_t* item, void* facts)
     return true;
 }
 
-// The host tells the items from the bottom-most up, the list from the top-most down.
+// OBS enumerates the items from the bottom-most up, the list has the top-most first.
 void appendItems(std::string& text, obs_source_t* scene, std::vector<ItemFacts>& items)
 {
     items.clear();
@@ -56,10 +43,8 @@ void appendItems(std::string& text, obs_source_t* scene, std::vector<ItemFacts>&
     for (std::size_t i = 0; i < items.size(); ++i) {
         const ItemFacts& item = items[items.size() - 1 - i];
         text += i ? ",{\"isLocked\":" : "{\"isLocked\":";
-        appendBool(text, item.isLocked);
-        text += ",\"isVisible\":";
-        appendBool(text, item.isVisible);
-        text += ",\"name\":";
+        text += item.isLocked ? "true" : "false";
+        text += item.isVisible ? ",\"isVisible\":true,\"name\":" : ",\"isVisible\":false,\"name\":";
         appendText(text, item.name);
         text += ",\"sortIndex\":" + std::to_string(i) + '}';
     }
@@ -80,8 +65,7 @@ std::string sceneListMessage()
     for (std::size_t i = 0; i < scenes.sources.num; ++i) {
         obs_source_t* scene = scenes.sources.array[i];
         text += i ? ",{\"isCurrent\":" : "{\"isCurrent\":";
-        appendBool(text, scene == current.Get());
-        text += ",\"name\":";
+        text += scene == current.Get() ? "true,\"name\":" : "false,\"name\":";
         appendText(text, obs_source_get_name(scene));
         text += ",\"sortIndex\":" + std::to_string(i) + ",\"sourceList\":[";
         appendItems(text, scene, items);

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
-"""The picture of growth: one panel a series, both axes logarithmic, the fitted points filled."""
+"""Plots the growth of costs as SVG: one panel per series, both axes logarithmic, the fitted points filled."""
 
 import math
 
@@ -38,7 +38,7 @@ def panel(left, title, series):
     return "\n".join(parts)
 
 
-def growth_picture(growth):
+def growth_plot(growth):
     panels = [panel(WIDTH * i, title, series) for i, (title, series) in enumerate(growth.items())]
     return (f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH * len(panels)}" height="{HEIGHT}" '
             f'font-family="sans-serif" font-size="12">\n<rect width="100%" height="100%" fill="#fff"/>\n'

@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+//
+// A module of OBS for benchmarks only: servers in OBS's own event loop that do the least work. OBS's log has their
+// ports. Main thread.
+#include "scenelistbaseline.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QHostAddress>
+#include <QPointer>
+#include <QTcpServer>
+#include <QTcpSocket>
+
+#include <ctime>
+#include <functional>
+#include <memory>
+#include <string_view>
+
+#include <obs-frontend-api.h>
+#include <obs-module.h>
+#include <obs.hpp>
+#include <sys/socket.h>
+
+OBS_DECLARE_MODULE()
+
+namespace {
+
+// What a client takes for the end of the full state, and for a push of a change.
+constexpr char stateFrame[] = R"(0029{"name":"transitionDuration"})";
+constexpr std::string_view changedFrame = R"(0025{"name":"sourceVisibles"})";
+
+// Answers all input, on a free loopback port, without frames, supervision or limits.
+class AnsweringServer : public QTcpServer
+{
+public:
+    explicit AnsweringServer(const std::function<QByteArray(const QByteArray& input)>& answer)
+    {
+        connect(this, &QTcpServer::newConnection, this, [this, answer] {
+            QTcpSocket* socket = nextPendingConnection();
+            connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+            connect(socket, &QTcpSocket::readyRead, this, [=] { socket->write(answer(socket->readAll())); });
+        });
+        listen(QHostAddress(QHostAddress::LocalHost));
+    }
+};
+
+// Replaces the plug-in for pushes, with the least work: a fixed frame for every item of the program scene that is
+// hidden or shown, from the first event that the main thread can handle. One client at a time.
+class ChangeNotifier : public QTcpServer
+{
+public:
+    ChangeNotifier()
+    {
+        connect(this, &QTcpServer::newConnection, this, &ChangeNotifier::accept);
+        listen(QHostAddress(QHostAddress::LocalHost));
+    }
+
+protected:
+    bool event(QEvent* event) override
+    {
+        if (event->type() != QEvent::User) {
+            return QTcpServer::event(event);
+        }
+        if (m_client) {
+            send(static_cast<int>(m_client->socketDescriptor()), changedFrame.data(), changedFrame.size(),
+                 MSG_NOSIGNAL);
+        }
+        return true;
+    }
+
+private:
+    void accept()
+    {
+        m_client = nextPendingConnection();
+        connect(m_client, &QTcpSocket::disconnected, m_client, &QObject::deleteLater);
+        connect(m_client, &QObject::destroyed, this, [this] {
+            if (!m_client) {
+                m_itemVisible.Disconnect();
+            }
+        });
+        const auto postEvent = [](void* self, calldata_t* /*data*/) {
+            QCoreApplication::postEvent(static_cast<ChangeNotifier*>(self), new QEvent(QEvent::User),
+                                        Qt::HighEventPriority);
+        };
+        const OBSSourceAutoRelease scene = obs_frontend_get_current_scene();
+        m_itemVisible.Connect(obs_source_get_signal_handler(scene), "item_visible", postEvent, this);
+        m_client->write(stateFrame);
+    }
+
+    QPointer<QTcpSocket> m_client;
+    OBSSignal m_itemVisible;
+};
+
+qint64 threadTime_ns()
+{
+    timespec time {};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return time.tv_sec * 1'000'000'000LL + time.tv_nsec;
+}
+
+// A long frame: this thread's time for the message in nanoseconds, a blank, the message.
+QByteArray baselineFrame(const QByteArray& /*input*/)
+{
+    const qint64 begin_ns = threadTime_ns();
+    const std::string message = sceneListMessage();
+    const qint64 time_ns = threadTime_ns() - begin_ns;
+    QByteArray body = QByteArray::number(time_ns) + ' ';
+    body.append(message.data(), static_cast<qsizetype>(message.size()));
+    return "####" + QByteArray::number(body.size()).rightJustified(8, '0') + body;
+}
+
+struct Servers
+{
+    AnsweringServer echo {[](const QByteArray& input) { return input; }};
+    AnsweringServer baseline {baselineFrame};
+    ChangeNotifier changes;
+};
+
+std::unique_ptr<Servers> servers;
+
+} // namespace
+
+MODULE_EXPORT bool obs_module_load()
+{
+    servers = std::make_unique<Servers>();
+    blog(LOG_INFO, "[benchplugin] echo on port %d, baseline on port %d, changes on port %d", servers->echo.serverPort(),
+         servers->baseline.serverPort(), servers->changes.serverPort());
+    return true;
+}
+
+MODULE_EXPORT void obs_module_unload()
+{
+    servers.reset();
+}
