@@ -127,9 +127,9 @@ class Bench:
     def row(self, what, measured, ratios, target=None, at_least=False, unit=""):
         """A line of the table. The ratio is the median of the rounds' ratios."""
         ratio = statistics.median(ratios)
-        holds = None if target is None else (ratio >= target if at_least else ratio <= target)
+        is_met = None if target is None else (ratio >= target if at_least else ratio <= target)
         bound = "" if target is None else f"{'at least' if at_least else 'at most'} {target:g}{unit}"
-        self.rows.append({"what": what, "measured": measured, "ratio": ratio, "target": bound, "holds": holds,
+        self.rows.append({"what": what, "measured": measured, "ratio": ratio, "target": bound, "met": is_met,
                           "rounds": ratios, "unit": unit})
 
     def compare(self, what, form, pairs, target=None, at_least=False):
@@ -138,10 +138,10 @@ class Bench:
                  at_least)
 
     def table(self):
-        lines = [("what", "measured", "ratio", "target", "holds")]
+        lines = [("what", "measured", "ratio", "target", "met")]
         for row in self.rows:
-            holds = {None: "", True: "yes", False: "NO"}[row["holds"]]
-            lines.append((row["what"], row["measured"], f"{row['ratio']:.3g}{row['unit']}", row["target"], holds))
+            met = {None: "", True: "yes", False: "NO"}[row["met"]]
+            lines.append((row["what"], row["measured"], f"{row['ratio']:.3g}{row['unit']}", row["target"], met))
         widths = [max(map(len, column)) for column in zip(*lines)]
         lines.insert(1, tuple("-" * width for width in widths))
         return "\n".join("| " + " | ".join(map(str.ljust, line, widths)) + " |" for line in lines)
@@ -151,16 +151,16 @@ class Bench:
     def roundtrip(self):
         with self.on_one_core():
             rounds = self.samples["roundtrip"] = self.measure("roundtrip", self.count(2000))
-        for peer, name, p50_target in ("echo", "an echo in OBS", 1.25), ("obsWebSocket", "obs-websocket", 0.5):
+        for peer, name, p50_target in ("echo", "an echo inside OBS", 1.25), ("obsWebSocket", "obs-websocket", 0.5):
             for part, target in ("p50_us", p50_target), ("p99_us", None):
-                self.compare(f"round trip {part[:3]} to {name}", "{:.0f} / {:.0f} µs",
+                self.compare(f"round trip {part[:3]}, to {name}", "{:.0f} / {:.0f} µs",
                              [(r["plugin"][part], r[peer][part]) for r in rounds], target)
 
     def pipelined(self):
-        for count, client, target in (4000, "", 3), (20000, ", client acknowledges at once", None):
+        for count, client, target in (4000, "", 3), (20000, ", client that acknowledges at once", None):
             rounds = self.measure("pipelined", self.count(count), acknowledgesAtOnce=bool(client))
             self.samples["pipelined" + client] = rounds
-            self.compare(f"pipelined requests to obs-websocket{client}", "{:.1f} / {:.1f} k/s",
+            self.compare(f"pipelined requests, to obs-websocket{client}", "{:.1f} / {:.1f} k/s",
                          [(r["plugin"] / 1000, r["obsWebSocket"] / 1000) for r in rounds], target, at_least=True)
 
     def push(self):
@@ -169,15 +169,15 @@ class Bench:
             with self.on_one_core():
                 rounds = self.measure("push", self.count(60), controllers=controllers)
             self.samples[f"push to {controllers}"] = rounds
-            self.compare(f"push p50, {plural(controllers)}, to obs-websocket's event", "{:.0f} / {:.0f} µs",
+            self.compare(f"push p50, {plural(controllers)}, to the event of obs-websocket", "{:.0f} / {:.0f} µs",
                          [(r["pushed_us"], r["event_us"]) for r in rounds], target)
         with self.on_one_core():
             turns = [[self.measure("push", self.count(60), 1, controllers=1, plugin=port)[0]
                       for port in (self.obs.port, self.change_notifier)] for _ in range(self.rounds)]
         self.samples["push and change notifier"] = turns
-        self.compare("push p50, 1 controller, to the lower bound of the event loop", "{:.0f} / {:.0f} µs",
+        self.compare("push p50, 1 controller, to the lower bound of OBS's event loop", "{:.0f} / {:.0f} µs",
                      [(plugin["pushed_us"], bound["pushed_us"]) for plugin, bound in turns])
-        self.compare("that lower bound, to obs-websocket's event", "{:.0f} / {:.0f} µs",
+        self.compare("that lower bound, to the event of obs-websocket", "{:.0f} / {:.0f} µs",
                      [(bound["pushed_us"], bound["event_us"]) for _, bound in turns])
 
     def scene_list_requests(self):
@@ -204,15 +204,15 @@ class Bench:
         requests = self.scene_list_requests()
         rounds = self.measure("scenelist", self.count(20, 3), sceneListRequests=requests)
         self.samples["scenelist"] = rounds
-        what = "sceneList {}x{}".format(*LARGE)
+        what = "sceneList {} x {}".format(*LARGE)
 
         def pairs(part):
             return [(r["plugin"][part] / 1000, r["obsWebSocket"][part] / 1000) for r in rounds]
-        self.compare(f"{what}, main thread, to the baseline", "{:.2f} / {:.2f} ms",
+        self.compare(f"{what}, main thread, to the lower bound", "{:.2f} / {:.2f} ms",
                      [(r["plugin"]["main_us"] / 1000, r["baseline_us"] / 1000) for r in rounds], 2)
-        self.compare(f"{what}, on the wire, to obs-websocket's {len(requests)} requests", "{:.2f} / {:.0f} ms",
+        self.compare(f"{what}, on the wire, to the {len(requests):,} requests of obs-websocket", "{:.2f} / {:.0f} ms",
                      pairs("wire_us"), 0.05)
-        self.compare(f"{what}, main thread, to obs-websocket's requests", "{:.2f} / {:.0f} ms", pairs("main_us"))
+        self.compare(f"{what}, main thread, to the requests of obs-websocket", "{:.2f} / {:.0f} ms", pairs("main_us"))
 
     def longpush(self):
         self.show(*LARGE)
@@ -230,7 +230,7 @@ class Bench:
         self.samples["idle"] = slices
         for controllers in IDLE_CONTROLLERS[1:]:
             medians = [statistics.median(s[n] for s in slices) for n in (controllers, 0)]
-            self.row(f"idle main thread, {plural(controllers)} less none", "{:.2f} / {:.2f} %".format(*medians),
+            self.row(f"idle main thread, {plural(controllers)} minus none", "{:.2f} / {:.2f} %".format(*medians),
                      [s[controllers] - s[0] for s in slices], 1 if controllers == 100 else None, unit=" %")
 
     def grow(self):
@@ -245,7 +245,7 @@ class Bench:
             read[scenes] = statistics.median(r["plugin"]["main_us"] for r in rounds)
             baseline[scenes] = statistics.median(r["baseline_us"] for r in rounds)
         self.fit(f"sceneList, main thread, by scenes of {ITEMS_OF_GROWTH} items", read)
-        self.fit("its baseline", baseline, None)
+        self.fit("its lower bound", baseline, None)
 
     def fit(self, what, times_us, target=1.05):
         """The exponent of the growth: the slope, in logarithms, of the increase since the first point."""
