@@ -3,6 +3,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QStandardPaths>
 
@@ -17,6 +18,7 @@ ConfigFile::ConfigFile()
     if (!file.exists() || (file.isFile() && file.size() <= maximumSize_bytes)) {
         static_cast<void>(m_file.open(QIODevice::ReadWrite | QIODevice::Text)); // see isOpen()
     }
+    m_errorString = m_file.errorString();
 }
 
 QString ConfigFile::defaultPath()
@@ -27,22 +29,62 @@ QString ConfigFile::defaultPath()
 
 std::optional<int> ConfigFile::portIn(const QJsonObject& settings)
 {
-    const int port = settings.value("port"_L1).toInt(0);
+    const int port = settings.value(portKey).toInt(0);
     return port >= minimumPort && port <= maximumPort ? std::optional(port) : std::nullopt;
 }
 
 int ConfigFile::readPort()
 {
-    QJsonObject settings = QJsonDocument::fromJson(m_file.isOpen() ? m_file.readAll() : QByteArray()).object();
+    const QJsonObject settings = readSettings();
     if (const std::optional<int> port = portIn(settings)) {
         return *port;
     }
-    settings["port"_L1] = defaultPort;
-    if (m_file.isOpen()) {
-        m_file.resize(0);
-        m_file.seek(0);
-        m_file.write(QJsonDocument(settings).toJson(QJsonDocument::Indented));
-        m_file.close();
+    if (settings.contains(portKey)) {
+        const QByteArray value = QJsonDocument(QJsonArray {settings.value(portKey)}).toJson(QJsonDocument::Compact);
+        m_warning = "The port in the configuration file has to be a whole number from "
+            + QByteArray::number(minimumPort) + " to " + QByteArray::number(maximumPort) + ", not "
+            + value.mid(1, value.size() - 2);
     }
+    write(settings, defaultPort);
     return defaultPort;
+}
+
+bool ConfigFile::writePort(int port)
+{
+    return write(readSettings(), port);
+}
+
+QJsonObject ConfigFile::readSettings()
+{
+    if (!m_file.isOpen()) {
+        return {};
+    }
+    const QByteArray bytes = m_file.readAll();
+    const QJsonDocument document = QJsonDocument::fromJson(bytes);
+    if (!document.isObject() && !bytes.trimmed().isEmpty()) {
+        keepInvalidFile();
+    }
+    return document.object();
+}
+
+void ConfigFile::keepInvalidFile()
+{
+    const QString copy = path() + ".invalid"_L1;
+    QFile::remove(copy);
+    const QString outcome
+        = QFile::copy(path(), copy) ? u"The old file is kept as %1"_s.arg(copy) : u"The old file could not be kept"_s;
+    m_warning = "The configuration file is not a JSON object and is replaced. " + outcome.toLocal8Bit();
+}
+
+bool ConfigFile::write(QJsonObject settings, int port)
+{
+    if (!m_file.isOpen()) {
+        return false;
+    }
+    settings[portKey] = port;
+    const bool isWritten = m_file.resize(0) && m_file.seek(0)
+        && m_file.write(QJsonDocument(settings).toJson(QJsonDocument::Indented)) > 0 && m_file.flush();
+    m_errorString = m_file.errorString();
+    m_file.close();
+    return isWritten;
 }

@@ -25,8 +25,18 @@ public:
     ConfigFile();
 
     // The port to listen on. A missing or invalid one becomes the default, in the file too; a valid one leaves the
-    // file's bytes as they are.
+    // file's bytes as they are. Only the first call of readPort() or writePort() reads the file.
     int readPort();
+
+    // Writes the port, and keeps the other keys. False when the file cannot be written, see errorString().
+    bool writePort(int port);
+
+    // What was wrong with the file's content, as a line for the log; empty when nothing was. A file that is not a JSON
+    // object is kept beside the new one, as "config.json.invalid".
+    QByteArray warning() const { return m_warning; }
+
+    // Why the file could not be opened or written, in words of the system.
+    QString errorString() const { return m_errorString; }
 
     QString path() const { return m_file.fileName(); }
 
@@ -34,6 +44,13 @@ public:
 
 private:
     static constexpr qint64 maximumSize_bytes = 1'048'576;
+    static constexpr QLatin1StringView portKey {"port"};
+
+    QJsonObject readSettings();
+    void keepInvalidFile();
+    bool write(QJsonObject settings, int port);
 
     QFile m_file;
+    QByteArray m_warning;
+    QString m_errorString;
 };
