@@ -121,9 +121,10 @@ class ObsProcess:
                 "server_enabled": True, "auth_required": False, "first_load": False, "alerts_enabled": False,
                 "server_port": self.obs_websocket_port}))
         if self._module:
-            place = self.settings / "plugins/kestrelbridge/bin/64bit"
-            place.mkdir(parents=True)
-            shutil.copy(self._module, place / "kestrelbridge.so")
+            place = self.settings / "plugins/kestrelbridge"
+            (place / "bin/64bit").mkdir(parents=True)
+            shutil.copy(self._module, place / "bin/64bit/kestrelbridge.so")
+            shutil.copytree(pathlib.Path(self._module).parent / "data", place / "data")
         self.configure_plugin(json.dumps({"port": self.port}))
 
     @property
@@ -199,14 +200,26 @@ class ObsProcess:
 
     def windows(self, name):
         """The visible windows of OBS whose title matches."""
-        return self._on_screen("xdotool", "search", "--onlyvisible", "--pid", str(self.pid), "--name", name)
+        return self._on_screen("xdotool", "search", "--all", "--onlyvisible", "--pid", str(self.pid), "--name", name)
 
     def press(self, key, window):
         self._on_screen("xdotool", "key", "--window", window, key)
 
-    def screenshot(self, path):
-        """Saves the main window of OBS as an image."""
-        self._on_screen("import", "-window", self.windows("^OBS ")[0], str(path))
+    def focus(self, window):
+        """Gives a window the focus; there is no window manager that does so when another one closes."""
+        self._on_screen("xdotool", "windowfocus", "--sync", window)
+
+    def focused_window(self):
+        return self._on_screen("xdotool", "getwindowfocus")[0]
+
+    @property
+    def main_window(self):
+        return self.windows("^OBS ")[0]
+
+    def screenshot(self, path, window=None, area=None):
+        """Saves the main window of OBS as an image, or another one, or an area of it such as "100x50+0+200"."""
+        options = ["-crop", area, "+repage"] if area else []
+        self._on_screen("import", "-window", window or self.main_window, *options, str(path))
 
     def stop(self, timeout=30):
         """Closes OBS as a user would, then its screen. The exit status stays available."""
