@@ -248,6 +248,7 @@ void NetworkConnection::parsedData(QJsonObject json)
 {
     const QPointer<NetworkConnection> self(this);
     restartAliveTimer();
+    ++m_messagesReceived;
     m_writer.setLongFrames(m_reader.hasReadLongFrame());
     ++m_handlerDepth;
     emit receivedJson(std::move(json), this);

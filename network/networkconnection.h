@@ -5,6 +5,7 @@
 #include "networkreader.h"
 #include "networkwriter.h"
 
+#include <QDateTime>
 #include <QElapsedTimer>
 #include <QPointer>
 #include <QStringList>
@@ -85,6 +86,17 @@ public:
     // Whether a handler is running, or a request or received frames are pending. A busy connection is not deleted.
     bool isBusy() const { return m_handlerDepth > 0 || (!m_isEnding && (m_continuation || m_isTurnNeeded)); }
 
+    quint16 peerPort() const { return m_socket.peerPort(); }
+
+    QDateTime connectedSince() const { return m_connectedSince; }
+
+    quint64 messagesReceived() const { return m_messagesReceived; }
+
+    quint64 messagesSent() const { return m_writer.frameCount(); }
+
+    // What the system has not taken yet.
+    qint64 unsent_bytes() const { return m_socket.bytesToWrite(); }
+
     // Deletes the connection when its server is destroyed: at once, or after the running handler has returned.
     void abandon();
 
@@ -117,6 +129,8 @@ private:
     QElapsedTimer m_aliveTimer; // valid while the connection is alive; once invalid it stays so
     Continuation m_continuation;
     QStringList m_missedPushes;
+    QDateTime m_connectedSince = QDateTime::currentDateTimeUtc();
+    quint64 m_messagesReceived = 0;
     int m_handlerDepth = 0;
     bool m_isTurnNeeded = false;
     bool m_hasWriteFailed = false;

@@ -7,6 +7,8 @@
 #include <QHostAddress>
 #include <QPointer>
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 NetworkServer::NetworkServer(QObject* parent)
@@ -28,6 +30,7 @@ NetworkServer::~NetworkServer()
 
 void NetworkServer::start(quint16 port)
 {
+    close();
     if (listen(QHostAddress(QHostAddress::LocalHost), port)) {
         logInfo("Server listening on localhost, port %d", port);
     } else {
@@ -44,6 +47,14 @@ void NetworkServer::stop()
             delete connection; // accepted, but not announced
         }
     }
+}
+
+QList<const NetworkConnection*> NetworkServer::connections() const
+{
+    QList<const NetworkConnection*> connected;
+    std::copy_if(m_connections.cbegin(), m_connections.cend(), std::back_inserter(connected),
+                 [this](auto* connection) { return !m_deadConnections.contains(connection); });
+    return connected;
 }
 
 bool NetworkServer::write(NetworkConnection* connection, const QByteArray& body)

@@ -22,7 +22,8 @@ public:
     explicit NetworkServer(QObject* parent);
     ~NetworkServer() override;
 
-    // Listens on the port and logs the outcome; there is no retry.
+    // Listens on the port, instead of the one before, and logs the outcome; there is no retry. Controllers that are
+    // connected stay connected. The reason of a failure is errorString().
     void start(quint16 port);
 
     // Ends every connection and stops listening. Deletion follows in the next idle passes.
@@ -39,6 +40,9 @@ public:
     // Sends the new value of a property to all. A controller that does not read misses it; drained() is emitted when
     // it has caught up. The body is made at most once.
     void pushAll(const QString& property, const NetworkConnection::MakeBody& body);
+
+    // The controllers that are connected, in the order of their acceptance; valid until the event loop runs.
+    QList<const NetworkConnection*> connections() const;
 
     // Sends the bytes that writeAll() and pushAll() have queued, instead of in the next idle pass. A connection whose
     // handler is running sends them when the handler returns.

@@ -48,5 +48,9 @@ bool NetworkWriter::writeLongFrame(const QByteArray& body)
 
 bool NetworkWriter::write(const QByteArray& header, const QByteArray& body)
 {
-    return m_device->write(header) > 0 && m_device->write(body) > 0;
+    if (m_device->write(header) <= 0 || m_device->write(body) <= 0) {
+        return false;
+    }
+    ++m_frameCount;
+    return true;
 }

@@ -30,6 +30,9 @@ public:
     // Why a body of that length is left out, as a line for the log. Empty when it is sent.
     QByteArray refusal(qsizetype length_bytes) const;
 
+    // How many frames the device has taken.
+    quint64 frameCount() const { return m_frameCount; }
+
     // Enables long frames, if the peer accepts them. They are used only for bodies that need one.
     void setLongFrames(bool on) { m_hasLongFrames = on; }
 
@@ -37,5 +40,6 @@ private:
     bool write(const QByteArray& header, const QByteArray& body);
 
     QIODevice* m_device;
+    quint64 m_frameCount = 0;
     bool m_hasLongFrames = false;
 };
