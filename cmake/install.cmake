@@ -7,7 +7,7 @@
 #                                                            "plugins" in the user's OBS settings
 include(GNUInstallDirs)
 
-set(manifest ${PROJECT_BINARY_DIR}/plugin/data/manifest.json)
+set(data ${PROJECT_BINARY_DIR}/plugin/data/)
 set(guide ${PROJECT_SOURCE_DIR}/docs/protocol.md ${PROJECT_SOURCE_DIR}/docs/protocol.schema.json)
 set(examples ${PROJECT_SOURCE_DIR}/docs/examples)
 
@@ -15,7 +15,7 @@ set(examples ${PROJECT_SOURCE_DIR}/docs/examples)
 # where shells and man look for them once bin is in the PATH.
 set(user_prefix kestrelbridge)
 install(TARGETS kestrelbridge COMPONENT user EXCLUDE_FROM_ALL DESTINATION ${user_prefix}/bin/64bit)
-install(FILES ${manifest} COMPONENT user EXCLUDE_FROM_ALL DESTINATION ${user_prefix}/data)
+install(DIRECTORY ${data} COMPONENT user EXCLUDE_FROM_ALL DESTINATION ${user_prefix}/data)
 install(FILES ${guide} ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/LICENSE COMPONENT user EXCLUDE_FROM_ALL
         DESTINATION ${user_prefix}/${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY ${examples} COMPONENT user EXCLUDE_FROM_ALL DESTINATION ${user_prefix}/${CMAKE_INSTALL_DOCDIR})
@@ -44,7 +44,7 @@ function(kestrel_compress file name)
 endfunction()
 
 install(TARGETS kestrelbridge COMPONENT system DESTINATION ${CMAKE_INSTALL_LIBDIR}/obs-plugins)
-install(FILES ${manifest} COMPONENT system DESTINATION ${CMAKE_INSTALL_DATADIR}/obs/obs-plugins/kestrelbridge)
+install(DIRECTORY ${data} COMPONENT system DESTINATION ${CMAKE_INSTALL_DATADIR}/obs/obs-plugins/kestrelbridge)
 kestrel_compress(${PROJECT_SOURCE_DIR}/CHANGELOG.md changelog)
 install(FILES ${guide} ${PROJECT_BINARY_DIR}/changelog.gz COMPONENT system DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY ${examples} COMPONENT system DESTINATION ${CMAKE_INSTALL_DOCDIR})

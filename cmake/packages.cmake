@@ -30,7 +30,7 @@ if(NOT WIN32)
 
   # What software centres show. The name is the one that an extension of OBS's Flatpak has.
   set(KESTREL_APPSTREAM_ID com.obsproject.Studio.Plugin.KestrelBridge)
-  set(metainfo ${PROJECT_BINARY_DIR}/plugin/data/${KESTREL_APPSTREAM_ID}.metainfo.xml)
+  set(metainfo ${PROJECT_BINARY_DIR}/plugin/${KESTREL_APPSTREAM_ID}.metainfo.xml)
   configure_file(${PROJECT_SOURCE_DIR}/plugin/data/metainfo.xml.in ${metainfo} @ONLY)
   install(FILES ${metainfo} COMPONENT system DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
 endif()

@@ -27,9 +27,12 @@ void frontendEventCallback(enum obs_frontend_event event, void* private_data)
             return;
         }
         instance = new KestrelBridge;
+        if (event == OBS_FRONTEND_EVENT_FINISHED_LOADING) {
+            instance->addToolsMenuEntry(moduleHandle);
+        }
     }
     if (event == OBS_FRONTEND_EVENT_EXIT) {
-        instance->m_server.stop();
+        instance->stop();
         obs_frontend_remove_event_callback(frontendEventCallback, private_data);
     }
 }

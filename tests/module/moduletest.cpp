@@ -5,11 +5,19 @@
 #include "tests/support/logcapture.h"
 #include "tests/support/obsruntime.h"
 
+#include <QAction>
+#include <QDialog>
 #include <QHostAddress>
 #include <QLibrary>
+#include <QPointer>
 #include <QProcess>
+#include <QPushButton>
+#include <QSpinBox>
 #include <QTcpServer>
 #include <QTest>
+#include <QTreeWidget>
+
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -94,7 +102,95 @@ private slots:
         QVERIFY(!Controller(m_port).isConnected());
     }
 
+    void opensDialogFromToolsMenu()
+    {
+        m_host->perform(u"event FINISHED_LOADING"_s);
+        QVERIFY(!dialog());
+        auto* entry = m_host->window->findChild<QAction*>();
+        QVERIFY(entry && entry->text().contains(u"KestrelBridge"_s));
+        entry->trigger();
+        const QPointer<QDialog> opened = dialog();
+        QVERIFY(opened && opened->isVisible() && !opened->isModal());
+        entry->trigger();
+        QCOMPARE(m_host->window->findChildren<QDialog*>(), QList<QDialog*> {opened});
+        auto* list = opened->findChild<QTreeWidget*>();
+        QCOMPARE(list->topLevelItemCount(), 0);
+        {
+            Controller controller(m_port);
+            QVERIFY(controller.next());
+            controller.pushesUntilAnswer();
+            QTRY_COMPARE(list->topLevelItemCount(), 1);
+            const QStringList texts = textsOf(list->topLevelItem(0));
+            QVERIFY(texts.at(0).toInt() > 0 && texts.at(0).toInt() != m_port);
+            QCOMPARE(texts.at(2), u"1"_s); // the request
+            QCOMPARE(texts.at(3), u"2"_s); // the full state and the answer
+        }
+        QTRY_COMPARE(list->topLevelItemCount(), 0);
+        QTest::keyClick(opened, Qt::Key_Escape);
+        QTRY_VERIFY(!opened); // and with it its timer
+        entry->trigger();
+        QVERIFY(dialog());
+        m_host->perform(u"event EXIT"_s);
+        QVERIFY(!dialog());
+    }
+
+    void changesPortInDialog()
+    {
+        m_host->perform(u"event FINISHED_LOADING"_s);
+        Controller before(m_port);
+        QVERIFY(before.next());
+        m_host->window->findChild<QAction*>()->trigger();
+        auto* portBox = dialog()->findChild<QSpinBox*>();
+        QCOMPARE(portBox->value(), m_port);
+        QCOMPARE(portBox->minimum(), 1);
+        QCOMPARE(portBox->maximum(), 65353);
+        QPushButton* apply = nullptr;
+        for (auto* button : dialog()->findChildren<QPushButton*>()) {
+            apply = button->isDefault() ? button : apply;
+        }
+        QVERIFY(apply && !apply->isEnabled()); // nothing to apply
+        QTcpServer occupant;
+        QVERIFY(occupant.listen(QHostAddress(QHostAddress::LocalHost)));
+        const quint16 previous = std::exchange(m_port, occupant.serverPort());
+        portBox->setValue(m_port);
+        m_log->take();
+        QTest::keyClick(portBox, Qt::Key_Return);
+        QCOMPARE(m_log->take(), QStringList {u"Server failed to listen on localhost, port %1"_s.arg(m_port)});
+        QVERIFY(!Controller(previous).isConnected());
+        occupant.close();
+        QTest::keyClick(portBox, Qt::Key_Return); // once more
+        QCOMPARE(m_log->take(), QStringList {u"Server listening on localhost, port %1"_s.arg(m_port)});
+        Controller after(m_port);
+        QVERIFY(after.next());
+        before.pushesUntilAnswer(); // is still connected
+        QCOMPARE(dialog()->findChild<QTreeWidget*>()->topLevelItemCount(), 1);
+        QTRY_COMPARE(dialog()->findChild<QTreeWidget*>()->topLevelItemCount(), 2);
+        m_unload();
+        QVERIFY(!dialog());
+    }
+
+    void showsFailureByItself()
+    {
+        QTcpServer occupant;
+        QVERIFY(occupant.listen(QHostAddress(QHostAddress::LocalHost), m_port));
+        m_host->perform(u"event FINISHED_LOADING"_s);
+        QVERIFY(!dialog()); // not while OBS loads
+        QTRY_VERIFY(dialog() && dialog()->isVisible());
+        m_host->window.reset(); // as OBS does before it unloads its modules
+    }
+
 private:
+    QDialog* dialog() const { return m_host->window->findChild<QDialog*>(); }
+
+    static QStringList textsOf(const QTreeWidgetItem* item)
+    {
+        QStringList texts;
+        for (int column = 0; column < item->columnCount(); ++column) {
+            texts.append(item->text(column));
+        }
+        return texts;
+    }
+
     QStringList firstLines() const
     {
         return {u"Welcome to KestrelBridge version 1.1.1! You're using OBS %1 (%2)"_s.arg(obs_get_version())

@@ -3,6 +3,7 @@
 
 #include "obsruntime.h"
 
+#include <QAction>
 #include <QCoreApplication>
 #include <QHash>
 #include <QSignalBlocker>
@@ -217,6 +218,7 @@ void FakeFrontEnd::perform(const QString& script)
 
 // clang-format off
 void* obs_frontend_get_main_window() { return onMainThread()->window.get(); }
+void* obs_frontend_add_tools_menu_qaction(const char* name) { return new QAction(QString::fromUtf8(name), onMainThread()->window.get()); }
 void obs_frontend_get_scenes(obs_frontend_source_list* list) { append(onMainThread()->scenes, list); }
 void obs_frontend_get_transitions(obs_frontend_source_list* list) { append(onMainThread()->transitions, list); }
 obs_source_t* obs_frontend_get_current_scene() { return obs_source_get_ref(onMainThread()->currentScene); }
