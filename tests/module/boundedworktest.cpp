@@ -136,7 +136,7 @@ private slots:
         // What was unsent, then, once that has been read, the newest values.
         QStringList received = slow->pushesUntilAnswer();
         received += slow->pushesUntilAnswer();
-        QVERIFY2(received.size() < changes * 3 / 2, "every value was queued"); // two for each change
+        QVERIFY2(received.size() < changes * 3 / 2, "every value was queued");            // two for each change
         QCOMPARE(received.last(3).join(u' '), u"sourceLocks sceneList sourceVisibles"_s); // by their latest change
         for (const QString& name : {u"sourceVisibles"_s, u"sourceLocks"_s, u"sceneList"_s}) {
             QCOMPARE(slow->value(name), fast->read(name));

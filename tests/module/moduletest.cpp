@@ -180,7 +180,10 @@ private slots:
     }
 
 private:
-    QDialog* dialog() const { return m_host->window->findChild<QDialog*>(); }
+    QDialog* dialog() const
+    {
+        return m_host->window->findChild<QDialog*>();
+    }
 
     static QStringList textsOf(const QTreeWidgetItem* item)
     {

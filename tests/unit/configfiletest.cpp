@@ -45,8 +45,8 @@ private slots:
         for (const char* port :
              {"0", "-1", "65354", "65535", "2021.5", "true", "\"8080\"", "null", "4294969318", "1e300"}) {
             // Longer than what replaces it.
-            QTest::addRow("invalid port %s", port)
-                << "{\"port\":"_ba + port + '}' + QByteArray(100, ' ') << 2021 << defaultFile << "from 1 to 65353, not "_ba;
+            QTest::addRow("invalid port %s", port) << "{\"port\":"_ba + port + '}' + QByteArray(100, ' ') << 2021
+                                                   << defaultFile << "from 1 to 65353, not "_ba;
         }
         QTest::newRow("other keys stay") << R"({"z":1,"port":0,"a":"ä"})"_ba << 2021
                                          << asText("{\n    \"a\": \"ä\",\n    \"port\": 2021,\n    \"z\": 1\n}\n")
