@@ -13,7 +13,7 @@
 namespace {
 
 constexpr timeval answerTimeout {20, 0};
-constexpr std::size_t readSize_bytes = 256 * 1024;
+constexpr std::size_t readSize_bytes = 262'144;
 
 std::string digits(std::size_t value, std::size_t width)
 {
@@ -83,7 +83,7 @@ std::string Channel::encode(std::string_view body) const
     return header + std::string(4, '\0') + std::string(body);
 }
 
-void Channel::send(std::string_view bytes)
+void Channel::send(std::string_view bytes) const
 {
     while (!bytes.empty()) {
         const ssize_t sent = ::send(m_socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #pragma once
 
-#include <QtClassHelperMacros>
+#include <QtGlobal>
 
 #include <cstdint>
 #include <memory>
@@ -31,7 +31,7 @@ public:
     // acknowledged waits for that delay.
     void acknowledgeAtOnce() { m_acknowledgesAtOnce = true; }
 
-    void send(std::string_view bytes);
+    void send(std::string_view bytes) const;
 
     // Waits for the next message. Valid until the next call, as with take().
     std::string_view receive();

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
-#include <ctime>
+#include <cmath>
 #include <fstream>
 #include <stdexcept>
 #include <string>
@@ -20,7 +20,7 @@ inline double microseconds(Clock::duration time)
 
 inline double quantile(std::vector<double> values, double part)
 {
-    const auto position = static_cast<std::ptrdiff_t>(part * static_cast<double>(values.size() - 1) + 0.5);
+    const std::ptrdiff_t position = std::lround(part * static_cast<double>(values.size() - 1));
     std::nth_element(values.begin(), values.begin() + position, values.end());
     return values[static_cast<std::size_t>(position)];
 }

@@ -54,7 +54,7 @@ void readFrame(benchmark::State& state)
     device.setData(R"(0047{"values":[{"type":"get","name":"studioMode"}]})");
     device.open(QIODevice::ReadOnly);
     NetworkReader reader(&device);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         device.seek(0);
         if (!reader.readFrames()) {
             state.SkipWithError("not a frame");
@@ -69,7 +69,7 @@ void writeFrame(benchmark::State& state)
     QBuffer device;
     device.open(QIODevice::WriteOnly);
     NetworkWriter writer(&device);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         device.seek(0);
         writer.write(QJsonObject {{"values"_L1, QJsonArray {entry}}});
     }
@@ -79,7 +79,7 @@ void valueEntry(benchmark::State& state, const char* name)
 {
     Stage stage(state);
     const QString property = QString::fromLatin1(name);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         benchmark::DoNotOptimize(stage.adapter->valueEntry(property));
     }
 }
@@ -89,7 +89,7 @@ void jsonWriter(benchmark::State& state, const char* name)
 {
     rapidjson::Document entry;
     entry.Parse(Stage(state).adapter->valueEntry(QString::fromLatin1(name)).constData());
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         JsonBuffer buffer;
         JsonWriter writer(buffer);
         if (!entry.Accept(writer)) {
@@ -105,7 +105,7 @@ void wholeRequest(benchmark::State& state, const char* name)
     Stage stage(state);
     const QJsonObject entry {{"type"_L1, "get"_L1}, {"name"_L1, QLatin1StringView(name)}};
     const QJsonObject json {{"values"_L1, QJsonArray {entry}}};
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         stage.adapter->receivedJson(json, nullptr); // no connection: everything but the socket
     }
 }

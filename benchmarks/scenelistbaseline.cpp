@@ -42,11 +42,11 @@ void appendItems(std::string& text, obs_source_t* scene, std::vector<ItemFacts>&
     obs_scene_enum_items(obs_scene_from_source(scene), appendFacts, &items);
     for (std::size_t i = 0; i < items.size(); ++i) {
         const ItemFacts& item = items[items.size() - 1 - i];
-        text += i ? ",{\"isLocked\":" : "{\"isLocked\":";
+        text += i ? R"(,{"isLocked":)" : R"({"isLocked":)";
         text += item.isLocked ? "true" : "false";
-        text += item.isVisible ? ",\"isVisible\":true,\"name\":" : ",\"isVisible\":false,\"name\":";
+        text += item.isVisible ? R"(,"isVisible":true,"name":)" : R"(,"isVisible":false,"name":)";
         appendText(text, item.name);
-        text += ",\"sortIndex\":" + std::to_string(i) + '}';
+        text += R"(,"sortIndex":)" + std::to_string(i) + '}';
     }
 }
 
@@ -64,10 +64,10 @@ std::string sceneListMessage()
     std::vector<ItemFacts> items;
     for (std::size_t i = 0; i < scenes.sources.num; ++i) {
         obs_source_t* scene = scenes.sources.array[i];
-        text += i ? ",{\"isCurrent\":" : "{\"isCurrent\":";
-        text += scene == current.Get() ? "true,\"name\":" : "false,\"name\":";
+        text += i ? R"(,{"isCurrent":)" : R"({"isCurrent":)";
+        text += scene == current.Get() ? R"(true,"name":)" : R"(false,"name":)";
         appendText(text, obs_source_get_name(scene));
-        text += ",\"sortIndex\":" + std::to_string(i) + ",\"sourceList\":[";
+        text += R"(,"sortIndex":)" + std::to_string(i) + R"(,"sourceList":[)";
         appendItems(text, scene, items);
         text += "]}";
     }
