@@ -18,7 +18,6 @@
 #include <string>
 
 #include <benchmark/benchmark.h>
-#include <rapidjson/document.h>
 
 using namespace Qt::StringLiterals;
 
@@ -84,22 +83,6 @@ void valueEntry(benchmark::State& state, const char* name)
     }
 }
 
-// The JSON writer's part of valueEntry(), without libobs and without the check of names.
-void jsonWriter(benchmark::State& state, const char* name)
-{
-    rapidjson::Document entry;
-    entry.Parse(Stage(state).adapter->valueEntry(QString::fromLatin1(name)).constData());
-    while (state.KeepRunning()) {
-        JsonBuffer buffer;
-        JsonWriter writer(buffer);
-        if (!entry.Accept(writer)) {
-            state.SkipWithError("not a JSON value");
-            break;
-        }
-        benchmark::DoNotOptimize(buffer.GetString());
-    }
-}
-
 void wholeRequest(benchmark::State& state, const char* name)
 {
     Stage stage(state);
@@ -116,7 +99,6 @@ BENCHMARK_CAPTURE(wholeRequest, studioMode, "studioMode")->Args({0, 0});
 BENCHMARK_CAPTURE(wholeRequest, sceneList, "sceneList")->Args({1, 20})->Args({10, 20})->Args({100, 20});
 BENCHMARK_CAPTURE(valueEntry, sourceVisibles, "sourceVisibles")->Args({1, 32});
 BENCHMARK_CAPTURE(valueEntry, sceneList, "sceneList")->Args({60, 20});
-BENCHMARK_CAPTURE(jsonWriter, sceneList, "sceneList")->Args({60, 20});
 
 } // namespace
 

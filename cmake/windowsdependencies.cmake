@@ -3,7 +3,7 @@
 #   cmake -P cmake/windowsdependencies.cmake
 #
 # Brings what a build for Windows needs into the folder .deps, at the versions that buildspec.json names: OBS's own
-# builds of Qt and of its libraries, OBS's development files, built from its sources, and RapidJSON. The preset
+# builds of Qt and of its libraries, and OBS's development files, built from its sources. The preset
 # windows-x64 looks for them there.
 cmake_minimum_required(VERSION 3.22)
 
@@ -26,7 +26,7 @@ function(run)
   execute_process(COMMAND ${ARGN} COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
 
-foreach(dependency prebuilt qt6 obs-studio rapidjson)
+foreach(dependency prebuilt qt6 obs-studio)
   string(JSON ${dependency}_version GET "${buildspec}" dependencies ${dependency} version)
 endforeach()
 fetch(prebuilt ${prebuilt_version}/windows-deps-${prebuilt_version}-x64.zip ${prefix})
@@ -39,6 +39,3 @@ run(${CMAKE_COMMAND} -S ${host} -B ${host}/build -G "Visual Studio 17 2022" -A x
     -DCMAKE_PREFIX_PATH=${prefix})
 run(${CMAKE_COMMAND} --build ${host}/build --target obs-frontend-api --config Release --parallel)
 run(${CMAKE_COMMAND} --install ${host}/build --component Development --config Release --prefix ${prefix})
-
-fetch(rapidjson v${rapidjson_version}.tar.gz ${prefix})
-file(COPY ${prefix}/rapidjson-${rapidjson_version}/include/rapidjson DESTINATION ${prefix}/include) # headers only

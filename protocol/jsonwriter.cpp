@@ -3,27 +3,70 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QUtf8StringView>
 
-void writeString(JsonWriter& writer, QByteArrayView utf8)
+#include <algorithm>
+#include <charconv>
+
+namespace {
+
+bool isPlain(char character)
 {
-    if (QUtf8StringView(utf8).isValidUtf8()) {
-        writer.String(utf8.data(), static_cast<rapidjson::SizeType>(utf8.size()));
-    } else {
-        const QByteArray valid = QString::fromUtf8(utf8).toUtf8();
-        writer.String(valid.constData(), static_cast<rapidjson::SizeType>(valid.size()));
-    }
+    return character >= ' ' && character < '\x7f' && character != '"' && character != '\\';
 }
 
-void writeValue(JsonWriter& writer, const QJsonValue& value)
+} // namespace
+
+JsonWriter& JsonWriter::number(qsizetype value)
+{
+    constexpr qsizetype longest_bytes = 20;
+    writeComma();
+    char* buffer = reserve(longest_bytes);
+    const char* end = std::to_chars(buffer, buffer + longest_bytes, value).ptr;
+    m_length_bytes -= longest_bytes - (end - buffer);
+    return *this;
+}
+
+JsonWriter& JsonWriter::string(QByteArrayView utf8)
+{
+    writeComma();
+    if (std::all_of(utf8.begin(), utf8.end(), isPlain)) {
+        append("\"");
+        append(std::string_view(utf8.data(), static_cast<std::size_t>(utf8.size())));
+        append("\"");
+    } else {
+        appendEncoded(QString::fromUtf8(utf8));
+    }
+    return *this;
+}
+
+JsonWriter& JsonWriter::value(const QJsonValue& value)
 {
     if (value.isBool()) {
-        writer.Bool(value.toBool());
-    } else if (value.isString()) {
-        writeString(writer, value.toString().toUtf8());
-    } else {
-        // Qt encodes only documents: encode an array of this value, and omit its brackets.
-        const QByteArray array = QJsonDocument(QJsonArray {value}).toJson(QJsonDocument::Compact);
-        writer.RawValue(array.constData() + 1, static_cast<std::size_t>(array.size()) - 2, rapidjson::kArrayType);
+        return boolean(value.toBool());
     }
+    if (value.isString()) {
+        return string(value.toString().toUtf8());
+    }
+    writeComma();
+    appendEncoded(value);
+    return *this;
+}
+
+void JsonWriter::appendEncoded(const QJsonValue& value)
+{
+    const QByteArray array = QJsonDocument(QJsonArray {value}).toJson(QJsonDocument::Compact);
+    append(std::string_view(array).substr(1, static_cast<std::size_t>(array.size()) - 2));
+}
+
+QByteArray JsonWriter::take()
+{
+    m_text.truncate(m_length_bytes);
+    return std::move(m_text);
+}
+
+void JsonWriter::grow(qsizetype missing_bytes)
+{
+    constexpr qsizetype minimum_bytes = 512;
+    m_text.resize(std::max({2 * m_text.size(), m_length_bytes + missing_bytes, minimum_bytes}));
+    m_begin = m_text.data();
 }

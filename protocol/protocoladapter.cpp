@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "protocoladapter.h"
 
+#include "jsonwriter.h"
 #include "network/networkserver.h"
 #include "propertynames.h"
 
@@ -92,25 +93,19 @@ QString ProtocolAdapter::methodName(const QString& name, MethodType type)
 
 QByteArray ProtocolAdapter::valueEntry(const QString& name)
 {
-    JsonBuffer buffer;
-    JsonWriter writer(buffer);
-    writer.StartObject();
+    JsonWriter writer;
+    writer.beginObject();
     if (const Property* property = findProperty(methodName(name, Get))) {
-        writer.Key("name");
-        writeString(writer, name.toUtf8());
-        writer.Key("type");
-        writer.String("set");
-        writer.Key("value");
+        writer.key("name").string(name.toUtf8()).key("type").string("set").key("value");
         if (property->write) {
             (this->*property->write)(writer);
         } else {
             QJsonValue value(QJsonValue::Null);
             property->method.invoke(this, Qt::DirectConnection, Q_RETURN_ARG(QJsonValue, value));
-            writeValue(writer, value);
+            writer.value(value);
         }
     }
-    writer.EndObject();
-    return {buffer.GetString(), static_cast<qsizetype>(buffer.GetSize())};
+    return writer.endObject().take();
 }
 
 bool ProtocolAdapter::setValue(const QString& name, const QJsonValue& value)

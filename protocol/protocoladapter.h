@@ -2,7 +2,6 @@
 #pragma once
 
 #include "itemmask.h"
-#include "jsonwriter.h"
 #include "messagebuilder.h"
 #include "model/frontend.h"
 #include "model/hoststatistics.h"
@@ -13,6 +12,7 @@
 #include <QObject>
 #include <QVariant>
 
+class JsonWriter;
 class NetworkConnection;
 class NetworkServer;
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
 // Scenes, the items of the program scene, and transitions.
+#include "jsonwriter.h"
 #include "model/scopedlist.h"
 #include "protocoladapter.h"
 #include "support/slicedtask.h"
@@ -36,10 +37,9 @@ QJsonValue ProtocolAdapter::getTriggerTransition() const
 // Part of the interface; requests and pushes call writeSceneList() instead.
 QJsonValue ProtocolAdapter::getSceneList() const
 {
-    JsonBuffer buffer;
-    JsonWriter writer(buffer);
+    JsonWriter writer;
     writeSceneList(writer);
-    return QJsonDocument::fromJson({buffer.GetString(), static_cast<qsizetype>(buffer.GetSize())}).array();
+    return QJsonDocument::fromJson(writer.take()).array();
 }
 
 // By far the largest value, and read for nearly every change: it is written without a wrapper for each item. Keys are
@@ -48,36 +48,21 @@ void ProtocolAdapter::writeSceneList(JsonWriter& writer) const
 {
     const Scene* current = m_frontEnd.isStudioMode() ? m_frontEnd.previewScene() : m_frontEnd.currentScene();
 
-    writer.StartArray();
+    writer.beginArray();
     int sceneIndex = 0;
     for (const ScopedSceneList scenes; const Scene& scene : scenes) {
-        writer.StartObject();
-        writer.Key("isCurrent");
-        writer.Bool(isSameSource(scene, current));
-        writer.Key("name");
-        writeString(writer, scene.name().toUtf8());
-        writer.Key("sortIndex");
-        writer.Int(sceneIndex++);
-        writer.Key("sourceList");
-        writer.StartArray();
+        writer.beginObject().key("isCurrent").boolean(isSameSource(scene, current));
+        writer.key("name").string(scene.name().toUtf8()).key("sortIndex").number(sceneIndex++);
+        writer.key("sourceList").beginArray();
         const std::vector<Scene::ItemState> items = scene.itemStates();
         int itemIndex = 0;
         std::for_each(items.crbegin(), items.crend(), [&](const Scene::ItemState& item) {
-            writer.StartObject();
-            writer.Key("isLocked");
-            writer.Bool(item.isLocked);
-            writer.Key("isVisible");
-            writer.Bool(item.isVisible);
-            writer.Key("name");
-            writeString(writer, item.name);
-            writer.Key("sortIndex");
-            writer.Int(itemIndex++);
-            writer.EndObject();
+            writer.beginObject().key("isLocked").boolean(item.isLocked).key("isVisible").boolean(item.isVisible);
+            writer.key("name").string(item.name).key("sortIndex").number(itemIndex++).endObject();
         });
-        writer.EndArray();
-        writer.EndObject();
+        writer.endArray().endObject();
     }
-    writer.EndArray();
+    writer.endArray();
 }
 
 QJsonValue ProtocolAdapter::getSourceVisibles() const
