@@ -128,7 +128,7 @@ private:
     quint16 configureFreePort() const
     {
         QTcpServer freePort;
-        QFile config(m_dataFolder.filePath(u"corvane/Wrenlink/config.json"_s));
+        QFile config(DataFolder::filePath(u"corvane/Wrenlink/config.json"_s));
         if (!freePort.listen(QHostAddress(QHostAddress::LocalHost)) || !QDir().mkpath(QFileInfo(config).path())
             || !config.open(QIODevice::WriteOnly)) {
             qFatal("no free port, or no configuration file");

@@ -41,8 +41,8 @@ private slots:
         QTcpServer freePort;
         QVERIFY(freePort.listen(QHostAddress(QHostAddress::LocalHost)));
         m_port = freePort.serverPort();
-        QVERIFY(QDir(m_dataFolder.path()).mkpath(u"corvane/Wrenlink"_s));
-        QFile config(m_dataFolder.filePath(u"corvane/Wrenlink/config.json"_s));
+        QVERIFY(QDir(DataFolder::path()).mkpath(u"corvane/Wrenlink"_s));
+        QFile config(DataFolder::filePath(u"corvane/Wrenlink/config.json"_s));
         QVERIFY(config.open(QIODevice::WriteOnly) && config.write("{\"port\":" + QByteArray::number(m_port) + '}') > 0);
     }
 
@@ -199,7 +199,7 @@ private:
         return {u"Welcome to KestrelBridge version 1.1.1! You're using OBS %1 (%2)"_s.arg(obs_get_version())
                     .arg(QString::fromUtf8(obs_get_version_string())),
                 u"KestrelBridge read port config from: %1/corvane/Wrenlink/config.json and is starting on port %2"_s
-                    .arg(m_dataFolder.path())
+                    .arg(DataFolder::path())
                     .arg(m_port),
                 u"Server listening on localhost, port %1"_s.arg(m_port)};
     }

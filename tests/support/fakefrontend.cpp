@@ -159,7 +159,7 @@ void FakeFrontEnd::raise(int event)
     }
 }
 
-void FakeFrontEnd::moveRow(const QString& from, const QString& to)
+void FakeFrontEnd::moveRow(const QString& from, const QString& to) const
 {
     sceneList->insertItem(to.toInt(), sceneList->takeItem(from.toInt()));
 }

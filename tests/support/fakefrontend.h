@@ -17,10 +17,10 @@
 // What OBS knows of an output.
 struct obs_output
 {
-    float congestion;
-    int totalFrames;
-    int droppedFrames;
-    uint64_t frameTime_ns;
+    float congestion = 0;
+    int totalFrames = 0;
+    int droppedFrames = 0;
+    uint64_t frameTime_ns = 0;
     int references = 0;
 };
 
@@ -70,5 +70,5 @@ public:
     std::vector<std::pair<obs_frontend_event_cb, void*>> callbacks;
 
 private:
-    void moveRow(const QString& from, const QString& to);
+    void moveRow(const QString& from, const QString& to) const;
 };

@@ -26,7 +26,7 @@ private slots:
     void init()
     {
         m_folder.emplace();
-        m_file.setFileName(m_folder->filePath(u"corvane/Wrenlink/config.json"_s));
+        m_file.setFileName(DataFolder::filePath(u"corvane/Wrenlink/config.json"_s));
     }
 
     void readsPort_data()
@@ -43,7 +43,7 @@ private slots:
                 << QByteArray(bytes) << 2021 << defaultFile << "config.json.invalid"_ba;
         }
         for (const char* port :
-             {"0", "-1", "65354", "65535", "2021.5", "true", "\"8080\"", "null", "4294969318", "1e300"}) {
+             {"0", "-1", "65354", "65535", "2021.5", "true", R"("8080")", "null", "4294969318", "1e300"}) {
             // Longer than what replaces it.
             QTest::addRow("invalid port %s", port) << "{\"port\":"_ba + port + '}' + QByteArray(100, ' ') << 2021
                                                    << defaultFile << "from 1 to 65353, not "_ba;
@@ -135,7 +135,7 @@ private slots:
 #ifndef Q_OS_WIN
         for (const bool isPipe : {true, false}) { // one blocks when it is opened, the other has no end
             init();
-            const QString pipe = m_folder->filePath(u"pipe"_s);
+            const QString pipe = DataFolder::filePath(u"pipe"_s);
             QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), S_IRUSR | S_IWUSR), 0);
             QVERIFY(QDir().mkpath(QFileInfo(m_file).path()));
             QVERIFY(QFile::link(isPipe ? pipe : u"/dev/zero"_s, m_file.fileName()));
@@ -143,7 +143,7 @@ private slots:
         }
 #endif
         init();
-        QFile blockingFile(m_folder->filePath(u"corvane"_s)); // no folder can be created
+        QFile blockingFile(DataFolder::filePath(u"corvane"_s)); // no folder can be created
         QVERIFY(blockingFile.open(QIODevice::WriteOnly));
         QCOMPARE(ConfigFile().readPort(), 2021);
         QCOMPARE(ConfigFile().path(), m_file.fileName());
