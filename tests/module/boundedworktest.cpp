@@ -57,7 +57,7 @@ private slots:
 
     void servesOthersBetweenTheEntriesOfARequest()
     {
-        addItems(300);
+        addItems(300, 100);
         const auto asker = longFrameController();
         const auto other = m_fixture->controller();
         // Each set makes the next list be read anew.
@@ -85,9 +85,9 @@ private slots:
 
     void answersAsFastAsTheControllerReads()
     {
-        addItems(500);
+        addItems(50, 2000);
         const auto asker = longFrameController();
-        constexpr int lists = 400; // several times what may ever be unsent
+        constexpr int lists = 200; // several times what may ever be unsent
         asker->send({{"values"_L1, QJsonArray::fromVariantList(QVariantList(lists, listEntry()))}}, true);
         asker->setReading(false);
         QTest::qWait(100); // the system's buffers fill
@@ -101,7 +101,7 @@ private slots:
 
     void sendsEverythingToAPeerThatHasFinished()
     {
-        addItems(500);
+        addItems(50, 2000);
         const auto asker = longFrameController();
         constexpr int lists = 100;
         asker->send({{"values"_L1, QJsonArray::fromVariantList(QVariantList(lists, listEntry()))}}, true);
@@ -117,7 +117,7 @@ private slots:
 
     void sendsTheNewestValuesToASlowReader()
     {
-        addItems(500);
+        addItems(50, 2000);
         const auto slow = longFrameController();
         const auto writer = m_fixture->controller(); // sets and never reads
         const auto fast = longFrameController();
@@ -169,7 +169,7 @@ private slots:
 
     void boundsTheChangesOfOneMask()
     {
-        addItems(600);
+        addItems(600, 10);
         const auto controller = longFrameController();
         controller->set(u"sourceVisibles"_s, 0);
         const qsizetype pushes = controller->pushesUntilAnswer().size();
@@ -240,10 +240,10 @@ private:
     static QVariant listEntry() { return QJsonObject {{"name"_L1, "sceneList"_L1}}.toVariantMap(); }
 
     // More items of the program scene, with names that make their list long.
-    void addItems(int count)
+    void addItems(int count, int nameLength)
     {
         for (int i = 0; i < count; ++i) {
-            const QByteArray name = QByteArray::number(i).rightJustified(100, 'x');
+            const QByteArray name = QByteArray::number(i).rightJustified(nameLength, 'x');
             m_fixture->host.items.insert(m_fixture->host.items.begin(),
                                          ObsRuntime::addItem(obs_scene_from_source(m_fixture->host.scenes[0]), name));
         }
