@@ -239,12 +239,12 @@ void FrontEnd::releaseRemovedSources()
     }
 }
 
-Output* FrontEnd::recordingOutput()
+Output* FrontEnd::recordingOutput() const
 {
     return update(m_recordingOutput, obs_frontend_get_recording_output);
 }
 
-Output* FrontEnd::streamingOutput()
+Output* FrontEnd::streamingOutput() const
 {
     return update(m_streamingOutput, obs_frontend_get_streaming_output);
 }

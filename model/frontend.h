@@ -41,8 +41,8 @@ public:
     Transition* currentTransition() const { return m_currentTransition.get(); }
 
     // Never null. Each call points the wrapper at the current output of OBS, if there is one.
-    Output* recordingOutput();
-    Output* streamingOutput();
+    Output* recordingOutput() const;
+    Output* streamingOutput() const;
 
     bool isStreaming() const;
     bool isRecording() const;
@@ -90,7 +90,7 @@ private:
     void releaseLater(std::unique_ptr<Scene>& wrapper);
     void releasePending();
     void releaseRemovedSources();
-    Output* update(std::unique_ptr<Output>& wrapper, obs_output_t* (*hostOutput)());
+    static Output* update(std::unique_ptr<Output>& wrapper, obs_output_t* (*hostOutput)());
 
     template<typename Call, typename... Arguments>
     void command(Call call, Arguments... arguments);
@@ -102,8 +102,8 @@ private:
     std::unique_ptr<Scene> m_currentScene;
     std::unique_ptr<Scene> m_previewScene;
     std::unique_ptr<Transition> m_currentTransition;
-    std::unique_ptr<Output> m_recordingOutput;
-    std::unique_ptr<Output> m_streamingOutput;
+    mutable std::unique_ptr<Output> m_recordingOutput;
+    mutable std::unique_ptr<Output> m_streamingOutput;
     std::unique_ptr<SceneOrderWatch> m_sceneOrderWatch;
     SceneCollectionSwitch m_collectionSwitch;
     std::vector<OBSSource> m_pendingReleases; // until OBS has deleted the rows that refer to them

@@ -20,8 +20,8 @@ public:
     // The port that the settings name; null when there is none, or none that is valid.
     static std::optional<int> portIn(const QJsonObject& settings);
 
-    // Opens the file, and creates it and its folder when missing. What fails, or is not a regular file of a sane size,
-    // ends in the default port.
+    // Opens the file, and creates it and its folder when missing. A file that cannot be opened, or is not a regular file
+    // of a sane size, counts as empty.
     ConfigFile();
 
     // The port to listen on. A missing or invalid one becomes the default, in the file too; a valid one leaves the
@@ -35,7 +35,7 @@ public:
     // object is kept beside the new one, as "config.json.invalid".
     QByteArray warning() const { return m_warning; }
 
-    // Why the file could not be opened or written, in words of the system.
+    // Why the file could not be opened or written, as the system describes it.
     QString errorString() const { return m_errorString; }
 
     QString path() const { return m_file.fileName(); }

@@ -11,8 +11,8 @@
 
 class SettingsDialog;
 
-// The plug-in: owns the server and, built after it and destroyed before it, the protocol on top. Its construction
-// settles the port and starts the server. Main thread only.
+// The plug-in: owns the server and the protocol on top of it, which is destroyed first. Its constructor reads the port
+// from the configuration file and starts the server. Main thread only.
 class KestrelBridge : public QObject
 {
     Q_OBJECT

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
-// The module's face to the host: the four functions that its loader calls, and the front-end event callback through
-// which the plug-in object comes and goes. All of it runs on the host's main thread.
+// The four functions that OBS calls in a module, and the front-end event callback that creates the plug-in object. All
+// of it runs on OBS's main thread.
 #include "kestrelbridge.h"
 #include "support/log.h"
 
@@ -22,7 +22,7 @@ void frontendEventCallback(enum obs_frontend_event event, void* private_data)
     }
     if (!instance) {
         if (!QCoreApplication::instance()) {
-            logInfo("This host has no Qt 6 application, KestrelBridge stays inactive");
+            logInfo("OBS has no Qt 6 application, KestrelBridge stays inactive");
             obs_frontend_remove_event_callback(frontendEventCallback, private_data);
             return;
         }

@@ -139,6 +139,5 @@ private:
 
     NetworkServer* m_server;
     HostStatistics m_statistics; // destroyed after the bridge
-    // Mutable for the const getters, since recordingOutput() and streamingOutput() update their wrappers.
-    mutable FrontEnd m_frontEnd;
+    FrontEnd m_frontEnd;
 };
