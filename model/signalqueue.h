@@ -16,16 +16,16 @@ struct calldata;
 // OBS raises source and scene signals on any thread (graphics, destruction and other plug-ins' threads among them) and
 // holds locks meanwhile that a call back into OBS would wait for. So a callback only enqueues a record and returns; the
 // queue delivers the records in order on the main thread:
-//   - when the bridge asks, right after each call into OBS that can raise such signals and before each front-end event,
-//     so that controllers see changes in the order in which they happened;
+//   - when deliver() is called: right after each call into OBS that can raise such signals, and before each request and
+//     each front-end event, so that controllers receive changes in the order in which they happened;
 //   - otherwise in slices of a task.
 //
 // The backlog is bounded. When it exceeds a limit, the records of one wrapper and one kind merge into the latest of
-// them: each wrapper then has at most one record of each kind. One call of deliver() never handles more than that.
+// them: each wrapper then has at most one record of each kind. So the records of one call of deliver() are bounded too.
 class SignalQueue
 {
 public:
-    // More pending records than this are merged: enough for the changes of a user or of one request.
+    // Up to this many pending records stay separate, enough for the changes of a user or of one request.
     static constexpr std::size_t maximumUnmerged = 20;
 
     // The callback of the OBS signal, which identifies the kind of change: all records of one kind cause the same
@@ -39,7 +39,7 @@ public:
     // reference. The wrapper must be alive and call removePending() in its destructor.
     void post(const QObject* wrapper, Kind kind, Delivery delivery);
 
-    // Delivers what is pending now. Main thread; re-entrant.
+    // Delivers the records that are pending now, all in this call. Main thread; re-entrant.
     void deliver();
 
     // Drops the pending records of a wrapper. Main thread.

@@ -18,12 +18,13 @@ class SlicedTask;
 // One controller: its socket, the frames in both directions, and the keep-alive check.
 //
 // Created, checked and deleted by NetworkServer, on the main thread. All other code uses a connection as a handle,
-// which is valid from NetworkServer::connectionAdded until the idle pass that deletes it. Handlers of receivedJson run
-// while input is handled and may run a nested event loop (a modal dialog of OBS): no further frame of this connection
-// is handled until they return. Handlers of disconnectedFromClient may do the same.
+// which is valid from NetworkServer::connectionAdded until the server deletes it, in an idle pass or its own
+// destructor. Handlers of receivedJson run while input is handled and may run a nested event loop (a modal dialog of
+// OBS): no further frame of this connection is handled until they return. Handlers of disconnectedFromClient may do the
+// same.
 //
-// Requests are handled in the slices of a task that all connections share. A connection with more to do after the slice
-// emits turnNeeded(), and the server calls takeTurn().
+// Requests are handled in the slices of a task that all connections share. A connection with more to do emits
+// turnNeeded(), and the server calls takeTurn() in a run of the task.
 class NetworkConnection : public QObject
 {
     Q_OBJECT
@@ -41,13 +42,14 @@ public:
     // Takes over an accepted native socket.
     bool setSocketDescriptor(qintptr descriptor);
 
-    // Queues one message until flush(), or until the running handler returns. Never blocks. If the socket refuses it or
-    // too much is unsent, ends the connection and returns false.
+    // Queues one message until flush(), or until the running handler returns. Never blocks. A message longer than
+    // maximumBody_bytes() is left out, with a line in the log. If the socket refuses it or too much is unsent, ends the
+    // connection and returns false.
     bool write(const QByteArray& body);
 
     bool write(const QJsonObject& json) { return write(NetworkWriter::encode(json)); }
 
-    // Queues the new value of a property. While the controller does not read, stores only the property's name.
+    // Queues the new value of a property. While too much is unsent, stores only the property's name: a missed push.
     void push(const QString& property, const MakeBody& body);
 
     // Removes and returns the properties whose pushes were missed, in the order of their latest change.
@@ -59,7 +61,7 @@ public:
     // Logs that a message of that length was left out.
     void logRefusal(qsizetype length_bytes) const;
 
-    // False while the controller has too many unread bytes to get another answer, with pending_bytes added to them.
+    // False while too much is unsent for another answer. Counts pending_bytes, which are not queued yet, as unsent.
     bool mayAnswer(qsizetype pending_bytes = 0) const;
 
     // Whether the rest of a request has to wait for the next slice.
@@ -75,11 +77,11 @@ public:
     // Continues the unfinished request, then the input. Handlers may run inside.
     void takeTurn();
 
-    // Sends pending bytes without blocking; handlers may run inside. Returns false when the connection has failed, has
-    // expired or is disconnected.
+    // Sends unsent bytes without blocking, and ends a connection that has expired; handlers may run inside. Returns
+    // false when the connection has failed, has expired or is disconnected.
     bool checkAlive();
 
-    // Sends pending bytes without blocking and without emitting a signal. Does nothing while a handler is running: the
+    // Sends unsent bytes without blocking and without emitting a signal. Does nothing while a handler is running: the
     // bytes are sent when it returns.
     void flush();
 
@@ -94,7 +96,7 @@ public:
 
     quint64 messagesSent() const { return m_writer.frameCount(); }
 
-    // What the system has not taken yet.
+    // Bytes that the system has not accepted yet.
     qint64 unsent_bytes() const { return m_socket.bytesToWrite(); }
 
     // Deletes the connection when its server is destroyed: at once, or after the running handler has returned.

@@ -13,6 +13,8 @@
 // This is what bounds the plug-in's work on OBS's main thread, in both directions: SignalQueue delivers OBS's signals
 // in the slices of one task, NetworkServer handles requests in the slices of another. Between two slices OBS paints its
 // window and handles its own events. A nested event loop (a modal dialog of OBS) runs slices of its own.
+//
+// A run is one call of the work by the event loop, in a new slice. Work outside a run opens a slice with begin().
 class SlicedTask : public QObject
 {
     Q_OBJECT
@@ -25,11 +27,11 @@ public:
 
     explicit SlicedTask(Work work);
 
-    // Runs the work in the next turn of the event loop, in a new slice. Any thread. Only one run is ever outstanding.
+    // Schedules a run for the next turn of the event loop, unless one is scheduled. Any thread.
     void schedule();
 
-    // Opens a slice for work outside a run (a readable socket), unless one is open. Returns false when a run is
-    // outstanding: then the work has to wait for that run.
+    // Opens a slice for work outside a run (a readable socket), or continues the slice that is not over yet. Returns
+    // false when a run is scheduled: then the work has to wait for that run.
     [[nodiscard]] bool begin();
 
     // Call it after begin() and the work. If the slice is over, further work waits for the next turn of the event loop.
