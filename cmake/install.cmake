@@ -19,6 +19,8 @@ install(DIRECTORY ${data} COMPONENT user EXCLUDE_FROM_ALL DESTINATION ${user_pre
 install(FILES ${guide} ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/LICENSE COMPONENT user EXCLUDE_FROM_ALL
         DESTINATION ${user_prefix}/${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY ${examples} COMPONENT user EXCLUDE_FROM_ALL DESTINATION ${user_prefix}/${CMAKE_INSTALL_DOCDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/client/python/kestrelbridge.py COMPONENT user EXCLUDE_FROM_ALL
+        DESTINATION ${user_prefix}/${CMAKE_INSTALL_DOCDIR}/examples) # beside the examples, which import it
 if(KESTREL_TOOLS)
   install(TARGETS kestrelctl COMPONENT user EXCLUDE_FROM_ALL DESTINATION ${user_prefix}/${CMAKE_INSTALL_BINDIR})
 endif()

@@ -52,6 +52,7 @@ if(NOT WIN32 AND DPKG_SHLIBDEPS)
     set(series ${oldest_series})
   endif()
   set(CPACK_DEBIAN_PACKAGE_DEPENDS "obs-studio (>= ${series})")
+  set(CPACK_DEBIAN_PACKAGE_SUGGESTS python3) # only scripts that import the module kestrelbridge need it
   set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
   execute_process(COMMAND date --utc --rfc-email --date=${release_day} OUTPUT_VARIABLE release_time
@@ -62,6 +63,8 @@ if(NOT WIN32 AND DPKG_SHLIBDEPS)
   kestrel_compress(${debian}/changelog changelog.Debian)
   install(FILES ${PROJECT_BINARY_DIR}/changelog.Debian.gz ${debian}/copyright COMPONENT system
           DESTINATION ${CMAKE_INSTALL_DOCDIR})
+  install(FILES ${CMAKE_CURRENT_LIST_DIR}/debian/lintian-overrides COMPONENT system
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME kestrelbridge)
 endif()
 
 include(CPack)

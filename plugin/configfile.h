@@ -20,8 +20,8 @@ public:
     // The port that the settings name; null when there is none, or none that is valid.
     static std::optional<int> portIn(const QJsonObject& settings);
 
-    // Opens the file, and creates it and its folder when missing. A file that cannot be opened, or is not a regular file
-    // of a sane size, counts as empty.
+    // Opens the file, and creates it and its folder when missing. A file that cannot be opened, or is not a regular
+    // file of a sane size, counts as empty.
     ConfigFile();
 
     // The port to listen on. A missing or invalid one becomes the default, in the file too; a valid one leaves the

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
-// Shows the program scene, then hides one of its items or shows it again: node controller.js [ITEM [PORT]]
+// Prints the program scene, then hides one of its items or shows it again: node controller.js [ITEM [PORT]]
 "use strict";
 
 const net = require("node:net");
@@ -64,7 +64,12 @@ function showState() {
     if (!item) {
         process.exit(0);
     }
-    const bit = 1 << scene.sourceList.find(({ name }) => name === item).sortIndex;
+    const found = scene.sourceList.find(({ name }) => name === item);
+    if (!found) {
+        console.error(`no item "${item}" in the program scene`);
+        process.exit(1);
+    }
+    const bit = 1 << found.sortIndex;
     // The mask is not pushed with another scene: make it from the list.
     const mask = scene.sourceList.reduce((bits, { sortIndex, isVisible }) =>
         isVisible ? bits | 1 << sortIndex : bits & ~(1 << sortIndex), 0);

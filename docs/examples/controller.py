@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
-"""Shows the program scene, then hides one of its items or shows it again: controller.py [ITEM [PORT]]"""
+"""Prints the program scene, then hides one of its items or shows it again: controller.py [ITEM [PORT]]"""
 
 import sys
 
@@ -15,7 +15,9 @@ def main(item_name=None, port=DEFAULT_PORT):
             print("  " + item["name"] + ("" if item["isVisible"] else " (hidden)"))
 
         if item_name:
-            bit = next(item_bit(item) for item in scene["sourceList"] if item["name"] == item_name)
+            bit = next((item_bit(item) for item in scene["sourceList"] if item["name"] == item_name), 0)
+            if not bit:
+                sys.exit(f"no item {item_name!r} in the program scene")
             mask = obs.get("sourceVisibles") ^ bit  # read again: it is not pushed with another scene
             obs.set("sourceVisibles", mask & 0xFFFFFFFF)
             # A set has no answer: every controller receives the change.
