@@ -8,7 +8,7 @@ import socket
 import kestrelbridge
 import pytest
 
-from conftest import MODULE, assert_proper_end
+from conftest import MODULE
 from obskit.checkedcontroller import CheckedController
 from obskit.obsprocess import free_port, wait_for
 from obskit.obswebsocket import connect_to_obs
@@ -76,7 +76,7 @@ def test_the_dialog_shows_controllers_and_changes_the_port(new_host):
 
     close_dialog(host, dialog)
     open_dialog(host)
-    assert_proper_end(host)
+    host.assert_proper_end()
 
 
 def test_a_port_in_use_opens_the_dialog_without_the_focus(new_host):
@@ -91,4 +91,4 @@ def test_a_port_in_use_opens_the_dialog_without_the_focus(new_host):
     host.press("alt+a", dialog)  # Apply, now that the port is free
     host.wait_for_log(rf"Server listening on localhost, port {host.port}\n")
     close_dialog(host, dialog)
-    assert_proper_end(host)
+    host.assert_proper_end()

@@ -8,7 +8,6 @@ import socket
 import pytest
 import websocket
 
-from conftest import assert_proper_end
 from obskit.checkedcontroller import CheckedController
 from obskit.obsprocess import wait_for
 from obskit.obswebsocket import connect_to_obs
@@ -47,7 +46,7 @@ def test_scene_collections_come_and_go(new_host):
         except websocket.WebSocketException:
             pytest.skip("this OBS crashes without the plug-in, too")
     obs_websocket.close()
-    assert_proper_end(alone)
+    alone.assert_proper_end()
 
     host = new_host()
     obs_websocket = connect_to_obs(host)
@@ -61,7 +60,7 @@ def test_scene_collections_come_and_go(new_host):
                 item = {"sceneName": "Scene", "inputName": "New", "inputKind": "color_source_v3"}
                 obs_websocket("CreateInput", **item, sceneItemEnabled=True)
                 controller.wait_for_push("sceneList", lambda scenes: scenes[0]["sourceList"][0]["name"] == "New")
-    assert_proper_end(host)
+    host.assert_proper_end()
     if None not in (host.leaks(), alone.leaks()):
         assert host.leaks() <= loaded * alone.leaks()  # OBS leaks the same for each collection it loads
     assert "Not all sources were cleared" not in host.log()
@@ -84,7 +83,7 @@ def test_a_port_in_use_is_logged_and_harmless(new_host):
         with host:
             host.wait_for_log(rf"Server failed to listen on localhost, port {host.port}\n")
             connect_to_obs(host).close()
-    assert_proper_end(host)
+    host.assert_proper_end()
     welcome = re.findall(r"Welcome to KestrelBridge version 1.1.1! You're using OBS (\d+) \((.*)\)", host.log())
     assert len(welcome) == 1
     number, text = welcome[0]
@@ -94,7 +93,7 @@ def test_a_port_in_use_is_logged_and_harmless(new_host):
 def test_closing_obs_ends_every_connection(new_host):
     host = new_host()
     with CheckedController(host.port) as one, CheckedController(host.port) as other:
-        assert_proper_end(host)
+        host.assert_proper_end()
         one.wait_until_closed()
         other.wait_until_closed()
     assert host.log().count("[kestrelbridge] Connection removed") == 2

@@ -16,6 +16,7 @@ import signal
 import socket
 import subprocess
 import time
+import warnings
 
 SCREEN = "1280x1024x24"
 HIGHEST_PORT = 65353
@@ -237,6 +238,24 @@ class ObsProcess:
             self._screen.wait()
             self._screen = self._display = None
         return self.exit_status
+
+    def status(self, key):
+        """A number that the kernel reports of OBS, such as "Threads", or "VmRSS" in KiB."""
+        text = pathlib.Path(f"/proc/{self.pid}/status").read_text()
+        return int(re.search(rf"^{key}:\s+(\d+)", text, re.M)[1])
+
+    def assert_proper_end(self):
+        """Closes OBS. A crash that OBS catches also ends with status 0, but without the number of leaks.
+
+        OBS 32.2 crashes in one of ten to twenty ends, with and without a plug-in: its destruction thread releases an
+        item whose source no longer exists.
+        """
+        self.stop()
+        if self.exit_status == -signal.SIGSEGV and "OBS 32." in self.log():
+            warnings.warn("OBS crashed at its end, as it does without the plug-in")
+            return
+        assert self.exit_status == 0, f"OBS ended with status {self.exit_status}"
+        assert self.leaks() is not None, "OBS did not end properly"
 
     def leaks(self):
         """The number of memory leaks that OBS logged at its end; None when it did not end properly."""
