@@ -98,7 +98,7 @@ void Channel::read()
 {
     static std::array<char, readSize_bytes> buffer;
     const ssize_t count = recv(m_socket, buffer.data(), buffer.size(), 0);
-    if (m_acknowledgesAtOnce) {
+    if (acknowledgesAtOnce) {
         const int on = 1;
         setsockopt(m_socket, IPPROTO_TCP, TCP_QUICKACK, &on, sizeof on);
     }

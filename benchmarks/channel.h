@@ -27,9 +27,9 @@ public:
     std::string encode(std::string_view body) const;
     static std::string longFrame(std::string_view body);
 
-    // Acknowledges received bytes without the system's delay. A peer that collects small writes until the last one is
-    // acknowledged waits for that delay.
-    void acknowledgeAtOnce() { m_acknowledgesAtOnce = true; }
+    // Whether received bytes are acknowledged without the system's delay. A peer that collects small writes until the
+    // last one is acknowledged waits for that delay.
+    bool acknowledgesAtOnce = false;
 
     void send(std::string_view bytes) const;
 
@@ -49,7 +49,6 @@ private:
     int m_socket;
     std::string m_input;
     std::size_t m_begin = 0; // of what has not been taken
-    bool m_acknowledgesAtOnce = false;
 };
 
 // A connection to the plug-in that has received the full state.

@@ -74,15 +74,6 @@ void writeFrame(benchmark::State& state)
     }
 }
 
-void valueEntry(benchmark::State& state, const char* name)
-{
-    Stage stage(state);
-    const QString property = QString::fromLatin1(name);
-    while (state.KeepRunning()) {
-        benchmark::DoNotOptimize(stage.adapter->valueEntry(property));
-    }
-}
-
 void wholeRequest(benchmark::State& state, const char* name)
 {
     Stage stage(state);
@@ -97,8 +88,7 @@ BENCHMARK(readFrame);
 BENCHMARK(writeFrame);
 BENCHMARK_CAPTURE(wholeRequest, studioMode, "studioMode")->Args({0, 0});
 BENCHMARK_CAPTURE(wholeRequest, sceneList, "sceneList")->Args({1, 20})->Args({10, 20})->Args({100, 20});
-BENCHMARK_CAPTURE(valueEntry, sourceVisibles, "sourceVisibles")->Args({1, 32});
-BENCHMARK_CAPTURE(valueEntry, sceneList, "sceneList")->Args({60, 20});
+BENCHMARK_CAPTURE(wholeRequest, sourceVisibles, "sourceVisibles")->Args({1, 32});
 
 } // namespace
 
