@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
-// Measures one part and prints its rounds as a JSON array. bench.py starts it and writes the settings to its input: the
-// "part" and the number of "rounds", the port of each peer ("plugin", "echo", "baseline", "obsWebSocket"), the "pid" of
-// OBS, the "count" of requests, reads or changes, and what each part names. Requests for obs-websocket are complete
-// messages.
+// Measures one part and prints the times as a JSON object. bench.py starts it and writes the settings to its input: the
+// "part", the port of each peer ("plugin", "echo", "baseline", "obsWebSocket"), the "pid" of OBS, the "count" of
+// requests, reads or changes, and what each part names. Requests for obs-websocket are complete messages.
 #include "channel.h"
 
 #include <QFile>
@@ -11,10 +10,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <algorithm>
 #include <array>
 #include <chrono>
-#include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <map>
@@ -35,25 +32,21 @@ using Clock = std::chrono::steady_clock;
 constexpr int blockLength = 100;
 constexpr int halfPipeline = 50;
 constexpr std::string_view studioModeRequest = R"({"values":[{"type":"get","name":"studioMode"}]})";
+constexpr std::string_view obsWebSocketStudioModeRequest
+    = R"({"op":6,"d":{"requestId":"1","requestType":"GetStudioModeEnabled"}})";
 constexpr std::string_view sceneListRequest = R"({"values":[{"type":"get","name":"sceneList"}]})";
 constexpr std::string_view emptyMessage = R"({"values":[]})";
+constexpr int sceneItemEvents = 1 << 7;
 constexpr std::string_view eventName = "SceneItemEnableStateChanged";
 constexpr std::string_view pushName = R"("name":"sourceVisibles")";
 constexpr std::size_t searchedLength_bytes = 250; // the wanted messages are short; scene lists are not searched
 constexpr int changeTimeout_ms = 20'000;
-constexpr auto repaintTime = 40ms; // between changes, in which OBS paints the last one
+constexpr auto repaintTime = 40ms;     // between changes, in which OBS paints the last one
 constexpr auto keepAliveInterval = 3s; // the plug-in closes a connection that is silent for 5 s
 
 double microsecondsSince(Clock::time_point begin)
 {
     return std::chrono::duration<double, std::micro>(Clock::now() - begin).count();
-}
-
-double quantile(std::vector<double> values, double part)
-{
-    const std::ptrdiff_t position = std::lround(part * static_cast<double>(values.size() - 1));
-    std::nth_element(values.begin(), values.begin() + position, values.end());
-    return values[static_cast<std::size_t>(position)];
 }
 
 // The processor time of OBS's main thread. Exact while it sleeps, as it mostly does after an answer.
@@ -68,9 +61,10 @@ double mainThread_us(const QJsonObject& settings)
     return time_ns / 1000;
 }
 
-uint16_t port(const QJsonObject& settings, QLatin1StringView peer)
+std::unique_ptr<Channel> connectTo(const QJsonObject& settings, QLatin1StringView peer, Channel::Kind kind,
+                                   int events = 0)
 {
-    return static_cast<uint16_t>(settings[peer].toInt());
+    return std::make_unique<Channel>(kind, static_cast<uint16_t>(settings[peer].toInt()), events);
 }
 
 void require(bool condition, std::string_view problem)
@@ -90,25 +84,21 @@ struct Peer
 {
     QLatin1StringView name;
     std::unique_ptr<Channel> channel;
-    std::string request;
+    std::string_view request;
     std::string_view expected;
-    std::vector<double> times_us {};
+    QJsonArray times_us {};
 };
 
-// The settings have a "studioModeRequest" for obs-websocket.
 std::vector<Peer> studioModePeers(const QJsonObject& settings)
 {
     std::vector<Peer> peers;
-    const auto add = [&peers](QLatin1StringView name, std::unique_ptr<Channel> channel, std::string_view request,
-                              std::string_view expected) {
-        std::string bytes = channel->encode(request);
-        peers.push_back({name, std::move(channel), std::move(bytes), expected});
-    };
-    add("plugin"_L1, controller(port(settings, "plugin"_L1)), studioModeRequest, R"("studioMode","type":"set")");
-    add("echo"_L1, std::make_unique<Channel>(Channel::Kind::Frames, port(settings, "echo"_L1)), studioModeRequest,
-        studioModeRequest);
-    add("obsWebSocket"_L1, obsWebSocketSession(port(settings, "obsWebSocket"_L1)),
-        settings["studioModeRequest"_L1].toString().toStdString(), "studioModeEnabled");
+    const auto add
+        = [&](QLatin1StringView name, Channel::Kind kind, std::string_view request, std::string_view expected) {
+              peers.push_back({name, connectTo(settings, name, kind), request, expected});
+          };
+    add("plugin"_L1, Channel::Kind::Controller, studioModeRequest, R"("studioMode","type":"set")");
+    add("echo"_L1, Channel::Kind::Frames, studioModeRequest, studioModeRequest);
+    add("obsWebSocket"_L1, Channel::Kind::ObsWebSocket, obsWebSocketStudioModeRequest, "studioModeEnabled");
     return peers;
 }
 
@@ -118,19 +108,19 @@ QJsonObject roundTrips(const QJsonObject& settings)
     // In blocks by turns, so that other load of the machine affects all peers.
     for (int done = 0; done < settings["count"_L1].toInt(); done += blockLength) {
         for (Peer& peer : peers) {
+            const std::string request = peer.channel->encode(peer.request);
             for (int i = 0; i < blockLength; ++i) {
                 const Clock::time_point begin = Clock::now();
-                peer.channel->send(peer.request);
+                peer.channel->send(request);
                 const std::string_view answer = peer.channel->receive();
-                peer.times_us.push_back(microsecondsSince(begin));
+                peer.times_us.append(microsecondsSince(begin));
                 expect(answer, peer.expected);
             }
         }
     }
     QJsonObject result;
     for (const Peer& peer : peers) {
-        result[peer.name]
-            = QJsonObject {{"p50_us"_L1, quantile(peer.times_us, 0.5)}, {"p99_us"_L1, quantile(peer.times_us, 0.99)}};
+        result[peer.name] = QJsonObject {{"times_us"_L1, peer.times_us}};
     }
     return result;
 }
@@ -144,7 +134,7 @@ QJsonObject pipelined(const QJsonObject& settings)
         peer.channel->acknowledgesAtOnce = settings["acknowledgesAtOnce"_L1].toBool();
         std::string requests;
         for (int i = 0; i < halfPipeline; ++i) {
-            requests += peer.request;
+            requests += peer.channel->encode(peer.request);
         }
         // Between half a pipeline and a whole one is always pending.
         const Clock::time_point begin = Clock::now();
@@ -177,7 +167,7 @@ QJsonObject sceneListReads(const QJsonObject& settings)
         return QJsonObject {{"main_us"_L1, (mainThread_us(settings) - before_us) / calls}, {"wire_us"_L1, wire_us}};
     };
 
-    const std::unique_ptr<Channel> plugin = controller(port(settings, "plugin"_L1));
+    const std::unique_ptr<Channel> plugin = connectTo(settings, "plugin"_L1, Channel::Kind::Controller);
     const std::string listRequest = Channel::longFrame(sceneListRequest);
     plugin->send(listRequest);
     const std::string list(plugin->receive()); // with what the plug-in does only once
@@ -186,26 +176,24 @@ QJsonObject sceneListReads(const QJsonObject& settings)
         require(plugin->receive() == list, "the scene list changed");
     });
 
-    Channel baseline(Channel::Kind::Frames, port(settings, "baseline"_L1));
-    std::vector<double> baseline_us;
+    const std::unique_ptr<Channel> baseline = connectTo(settings, "baseline"_L1, Channel::Kind::Frames);
+    QJsonArray baseline_us;
     for (int i = 0; i < count; ++i) {
-        baseline.send("\n");
-        const std::string_view answer = baseline.receive();
+        baseline->send("\n");
+        const std::string_view answer = baseline->receive();
         const std::size_t blank = answer.find(' ');
         require(answer.substr(blank + 1) == list, "the baseline's scene list is not the plug-in's");
-        baseline_us.push_back(std::stod(std::string(answer.substr(0, blank))) / 1000);
+        baseline_us.append(std::stod(std::string(answer.substr(0, blank))) / 1000);
     }
 
-    const std::unique_ptr<Channel> obsWebSocket = obsWebSocketSession(port(settings, "obsWebSocket"_L1));
+    const std::unique_ptr<Channel> obsWebSocket = connectTo(settings, "obsWebSocket"_L1, Channel::Kind::ObsWebSocket);
     const QJsonObject ofObsWebSocket = measure(1, [&] {
         for (const QJsonValue request : settings["sceneListRequests"_L1].toArray()) {
             obsWebSocket->send(obsWebSocket->encode(request.toString().toStdString()));
             expect(obsWebSocket->receive(), R"("result":true)");
         }
     });
-    return {{"plugin"_L1, ofPlugin},
-            {"baseline_us"_L1, quantile(baseline_us, 0.5)},
-            {"obsWebSocket"_L1, ofObsWebSocket}};
+    return {{"plugin"_L1, ofPlugin}, {"baseline_us"_L1, baseline_us}, {"obsWebSocket"_L1, ofObsWebSocket}};
 }
 
 // Makes changes in OBS by one session of obs-websocket, and receives the event of another one and the push of every
@@ -214,13 +202,13 @@ class Changes
 {
 public:
     explicit Changes(const QJsonObject& settings)
-        : m_requests(obsWebSocketSession(port(settings, "obsWebSocket"_L1)))
+        : m_requests(connectTo(settings, "obsWebSocket"_L1, Channel::Kind::ObsWebSocket))
         , m_changeRequests(settings["changeRequests"_L1].toArray())
         , m_poll(epoll_create1(EPOLL_CLOEXEC))
     {
-        m_receivers.push_back(obsWebSocketSession(port(settings, "obsWebSocket"_L1), sceneItemEvents));
+        m_receivers.push_back(connectTo(settings, "obsWebSocket"_L1, Channel::Kind::ObsWebSocket, sceneItemEvents));
         for (int i = 0; i < settings["controllers"_L1].toInt(); ++i) {
-            m_receivers.push_back(controller(port(settings, "plugin"_L1)));
+            m_receivers.push_back(connectTo(settings, "plugin"_L1, Channel::Kind::Controller));
             if (settings["longFrames"_L1].toBool()) {
                 m_receivers.back()->send(Channel::longFrame(emptyMessage));
             }
@@ -296,8 +284,8 @@ QJsonObject pushes(const QJsonObject& settings)
 {
     Changes changes(settings);
     changes.make(); // with what the plug-in does only once
-    std::vector<double> pushed_us;
-    std::vector<double> event_us;
+    QJsonArray pushed_us;
+    QJsonArray event_us;
     const double before_us = mainThread_us(settings);
     const Clock::time_point begin = Clock::now();
     const int count = settings["count"_L1].toInt() | 1; // odd: with the one above every change is undone
@@ -305,37 +293,36 @@ QJsonObject pushes(const QJsonObject& settings)
         changes.keepAlive();
         std::this_thread::sleep_for(repaintTime);
         const auto [pushed, event] = changes.make();
-        pushed_us.push_back(pushed);
-        event_us.push_back(event);
+        pushed_us.append(pushed);
+        event_us.append(event);
     }
+    const double after_us = mainThread_us(settings);
     // The main thread's time for other work, with as many controllers and for as long, is subtracted.
-    const double busyUntil_us = mainThread_us(settings);
     const Clock::time_point end = Clock::now() + (Clock::now() - begin);
     while (Clock::now() < end) {
         changes.keepAlive();
         std::this_thread::sleep_for(1ms);
     }
-    const double idle_us = mainThread_us(settings) - busyUntil_us;
-    return {{"pushed_us"_L1, quantile(pushed_us, 0.5)},
-            {"event_us"_L1, quantile(event_us, 0.5)},
-            {"main_us"_L1, (busyUntil_us - before_us - idle_us) / count}};
+    const double idle_us = mainThread_us(settings) - after_us;
+    return {{"pushed_us"_L1, pushed_us},
+            {"event_us"_L1, event_us},
+            {"main_us"_L1, (after_us - before_us - idle_us) / count}};
 }
 
 } // namespace
 
 int main()
 {
-    const std::map<QString, QJsonObject (*)(const QJsonObject&)> parts {
-        {u"roundtrip"_s, roundTrips}, {u"pipelined"_s, pipelined}, {u"scenelist"_s, sceneListReads}, {u"push"_s, pushes}};
+    const std::map<QString, QJsonObject (*)(const QJsonObject&)> parts {{u"roundtrip"_s, roundTrips},
+                                                                        {u"pipelined"_s, pipelined},
+                                                                        {u"scenelist"_s, sceneListReads},
+                                                                        {u"push"_s, pushes}};
     try {
         QFile input;
         require(input.open(stdin, QIODevice::ReadOnly), "cannot read the settings");
         const QJsonObject settings = QJsonDocument::fromJson(input.readAll()).object();
-        QJsonArray rounds;
-        for (int i = 0; i < settings["rounds"_L1].toInt(); ++i) {
-            rounds.append(parts.at(settings["part"_L1].toString())(settings));
-        }
-        std::puts(QJsonDocument(rounds).toJson(QJsonDocument::Compact).constData());
+        const QJsonObject result = parts.at(settings["part"_L1].toString())(settings);
+        std::puts(QJsonDocument(result).toJson(QJsonDocument::Compact).constData());
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());

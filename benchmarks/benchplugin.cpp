@@ -5,7 +5,6 @@
 #include <QCoreApplication>
 #include <QEvent>
 #include <QHostAddress>
-#include <QPointer>
 #include <QTcpServer>
 #include <QTcpSocket>
 
@@ -71,23 +70,27 @@ protected:
 private:
     void accept()
     {
-        m_client = nextPendingConnection();
-        connect(m_client, &QTcpSocket::disconnected, m_client, &QObject::deleteLater);
-        connect(m_client, &QObject::destroyed, this, [this] {
-            if (!m_client) {
+        QTcpSocket* socket = nextPendingConnection();
+        connect(socket, &QTcpSocket::disconnected, this, [this, socket] {
+            socket->deleteLater();
+            if (m_client == socket) {
+                m_client = nullptr;
                 m_itemVisible.Disconnect();
             }
         });
-        const auto postEvent = [](void* self, calldata_t* /*data*/) {
-            QCoreApplication::postEvent(static_cast<ChangeNotifier*>(self), new QEvent(QEvent::User),
-                                        Qt::HighEventPriority);
-        };
+        m_client = socket;
         const OBSSourceAutoRelease scene = obs_frontend_get_current_scene();
         m_itemVisible.Connect(obs_source_get_signal_handler(scene), "item_visible", postEvent, this);
-        m_client->write(stateFrame);
+        socket->write(stateFrame);
     }
 
-    QPointer<QTcpSocket> m_client;
+    static void postEvent(void* self, calldata_t* /*data*/)
+    {
+        QCoreApplication::postEvent(static_cast<ChangeNotifier*>(self), new QEvent(QEvent::User),
+                                    Qt::HighEventPriority);
+    }
+
+    QTcpSocket* m_client = nullptr;
     OBSSignal m_itemVisible;
 };
 

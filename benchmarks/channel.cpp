@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "channel.h"
 
+#include <QByteArray>
+
 #include <array>
 #include <stdexcept>
 
@@ -14,11 +16,11 @@ namespace {
 
 constexpr timeval answerTimeout {20, 0};
 constexpr std::size_t readSize_bytes = 262'144;
+constexpr std::string_view endOfHeader = "\r\n\r\n";
 
-std::string digits(std::size_t value, std::size_t width)
+std::string digits(std::size_t value, int width)
 {
-    const std::string text = std::to_string(value);
-    return std::string(width - text.size(), '0') + text;
+    return QByteArray::number(value).rightJustified(width, '0').toStdString();
 }
 
 std::size_t bigEndian(std::string_view bytes)
@@ -32,7 +34,7 @@ std::size_t bigEndian(std::string_view bytes)
 
 } // namespace
 
-Channel::Channel(Kind kind, uint16_t port)
+Channel::Channel(Kind kind, uint16_t port, int events)
     : m_kind(kind)
     , m_socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
 {
@@ -46,15 +48,20 @@ Channel::Channel(Kind kind, uint16_t port)
     if (connect(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
         throw std::runtime_error("no connection to port " + std::to_string(port));
     }
-    if (kind == Kind::WebSocket) {
+    if (kind == Kind::Controller) {
+        while (receive().find("transitionDuration") == std::string_view::npos) { // the end of the full state
+        }
+    } else if (kind == Kind::ObsWebSocket) {
         send("GET / HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port)
              + "\r\nUpgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Key: a2VzdHJlbGtlc3RyZWxrZQ==\r\n"
                "Sec-WebSocket-Version: 13\r\n\r\n");
-        constexpr std::string_view endOfHeader = "\r\n\r\n";
         while (m_input.find(endOfHeader) == std::string::npos) {
             read();
         }
         m_begin = m_input.find(endOfHeader) + endOfHeader.size();
+        receive(); // its greeting
+        send(encode(R"({"op":1,"d":{"rpcVersion":1,"eventSubscriptions":)" + std::to_string(events) + "}}"));
+        receive();
     }
 }
 
@@ -70,7 +77,7 @@ std::string Channel::longFrame(std::string_view body)
 
 std::string Channel::encode(std::string_view body) const
 {
-    if (m_kind == Kind::Frames) {
+    if (m_kind != Kind::ObsWebSocket) {
         return digits(body.size(), 4) + std::string(body);
     }
     // A final text message. A client has to mask what it sends; a mask of zeros changes nothing.
@@ -117,26 +124,23 @@ std::optional<std::string_view> Channel::take()
         return std::nullopt;
     }
     // The header ends with the body's length.
-    std::size_t begin = 0;
-    std::size_t size = 4;
-    if (m_kind == Kind::WebSocket) {
+    const bool isWebSocket = m_kind == Kind::ObsWebSocket;
+    std::size_t begin = input[0] == '#' ? 4 : 0;
+    std::size_t size = input[0] == '#' ? 8 : 4;
+    if (isWebSocket) {
         begin = input[1] < 126 ? 1 : 2;
         size = input[1] < 126 ? 1 : (input[1] == 126 ? 2 : 8);
-    } else if (input[0] == '#') {
-        begin = 4;
-        size = 8;
     }
-    const std::size_t header = begin + size;
-    if (input.size() < header) {
+    if (input.size() < begin + size) {
         return std::nullopt;
     }
     const std::string_view length = input.substr(begin, size);
-    const std::size_t body = m_kind == Kind::WebSocket ? bigEndian(length) : std::stoul(std::string(length));
-    if (input.size() < header + body) {
+    const std::size_t body = isWebSocket ? bigEndian(length) : std::stoul(std::string(length));
+    if (input.size() < begin + size + body) {
         return std::nullopt;
     }
-    m_begin += header + body;
-    return input.substr(header, body);
+    m_begin += begin + size + body;
+    return input.substr(begin + size, body);
 }
 
 std::string_view Channel::receive()
@@ -147,22 +151,4 @@ std::string_view Channel::receive()
         }
         read();
     }
-}
-
-std::unique_ptr<Channel> controller(uint16_t port)
-{
-    auto channel = std::make_unique<Channel>(Channel::Kind::Frames, port);
-    while (channel->receive().find("transitionDuration") == std::string_view::npos) { // the end of the full state
-    }
-    return channel;
-}
-
-std::unique_ptr<Channel> obsWebSocketSession(uint16_t port, int events)
-{
-    auto channel = std::make_unique<Channel>(Channel::Kind::WebSocket, port);
-    channel->receive(); // its greeting
-    channel->send(
-        channel->encode(R"({"op":1,"d":{"rpcVersion":1,"eventSubscriptions":)" + std::to_string(events) + "}}"));
-    channel->receive();
-    return channel;
 }

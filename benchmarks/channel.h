@@ -4,7 +4,6 @@
 #include <QtGlobal>
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,11 +14,12 @@ class Channel
 {
 public:
     enum class Kind {
-        Frames,    // of the plug-in
-        WebSocket, // text messages; the constructor makes the opening handshake
+        Frames,
+        Controller,   // of the plug-in: frames after the full state
+        ObsWebSocket, // text messages, after the handshakes, and the events of a subscription
     };
 
-    Channel(Kind kind, uint16_t port);
+    Channel(Kind kind, uint16_t port, int events = 0);
     ~Channel();
     Q_DISABLE_COPY_MOVE(Channel)
 
@@ -50,10 +50,3 @@ private:
     std::string m_input;
     std::size_t m_begin = 0; // of what has not been taken
 };
-
-// A connection to the plug-in that has received the full state.
-std::unique_ptr<Channel> controller(uint16_t port);
-
-// A session of obs-websocket, without events unless given a subscription.
-constexpr int sceneItemEvents = 1 << 7;
-std::unique_ptr<Channel> obsWebSocketSession(uint16_t port, int events = 0);

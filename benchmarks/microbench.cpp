@@ -1,16 +1,13 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
-// The time of the product's own parts without OBS: libobs is real, the front end is the tests' fake. With
-// --benchmark_filter=NAME one part can run under an instruction counter.
-#include "network/networkreader.h"
+// The time of requests without OBS and without sockets: libobs is real, the front end is the tests' fake. With
+// --benchmark_filter=NAME one request can run under an instruction counter.
 #include "network/networkserver.h"
-#include "network/networkwriter.h"
 #include "protocol/protocoladapter.h"
 #include "tests/support/fakefrontend.h"
 #include "tests/support/obsruntime.h"
 
 #include <QApplication>
-#include <QBuffer>
 #include <QJsonArray>
 
 #include <cstdio>
@@ -47,33 +44,6 @@ struct Stage
     std::optional<ProtocolAdapter> adapter;
 };
 
-void readFrame(benchmark::State& state)
-{
-    QBuffer device;
-    device.setData(R"(0047{"values":[{"type":"get","name":"studioMode"}]})");
-    device.open(QIODevice::ReadOnly);
-    NetworkReader reader(&device);
-    while (state.KeepRunning()) {
-        device.seek(0);
-        if (!reader.readFrames()) {
-            state.SkipWithError("not a frame");
-            break;
-        }
-    }
-}
-
-void writeFrame(benchmark::State& state)
-{
-    const QJsonObject entry {{"name"_L1, "studioMode"_L1}, {"type"_L1, "set"_L1}, {"value"_L1, false}};
-    QBuffer device;
-    device.open(QIODevice::WriteOnly);
-    NetworkWriter writer(&device);
-    while (state.KeepRunning()) {
-        device.seek(0);
-        writer.write(QJsonObject {{"values"_L1, QJsonArray {entry}}});
-    }
-}
-
 void wholeRequest(benchmark::State& state, const char* name)
 {
     Stage stage(state);
@@ -84,8 +54,6 @@ void wholeRequest(benchmark::State& state, const char* name)
     }
 }
 
-BENCHMARK(readFrame);
-BENCHMARK(writeFrame);
 BENCHMARK_CAPTURE(wholeRequest, studioMode, "studioMode")->Args({0, 0});
 BENCHMARK_CAPTURE(wholeRequest, sceneList, "sceneList")->Args({1, 20})->Args({10, 20})->Args({100, 20});
 BENCHMARK_CAPTURE(wholeRequest, sourceVisibles, "sourceVisibles")->Args({1, 32});
