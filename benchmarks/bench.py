@@ -149,7 +149,8 @@ class Bench:
             rounds = self.measure("roundtrip", 2000)
         for peer, name, p50_target in ("echo", "an echo inside OBS", 1.25), ("obsWebSocket", "obs-websocket", 0.5):
             for percent, target in (50, p50_target), (99, None):
-                pairs = [[quantiles(r[one]["times_us"], n=100)[percent - 1] for one in ("plugin", peer)] for r in rounds]
+                pairs = [[quantiles(r[name]["times_us"], n=100)[percent - 1] for name in ("plugin", peer)]
+                         for r in rounds]
                 self.compare(f"round trip p{percent}, to {name}", "{:.0f} / {:.0f} µs", pairs, target)
 
     def pipelined(self):

@@ -7,6 +7,7 @@
     assert obs.exit_status == 0
 """
 
+import itertools
 import json
 import os
 import pathlib
@@ -24,50 +25,47 @@ HIGHEST_PORT = 65353
 
 def free_port():
     """An unused port of the loopback interface, within the plug-in's range."""
-    while True:
-        with socket.socket() as probe:
-            probe.bind(("127.0.0.1", 0))
+    port = HIGHEST_PORT + 1
+    while port > HIGHEST_PORT:
+        with socket.create_server(("127.0.0.1", 0)) as probe:
             port = probe.getsockname()[1]
-        if port <= HIGHEST_PORT:
-            return port
+    return port
 
 
 def wait_for(condition, timeout, what):
     """Polls until the condition holds and returns its result; the TimeoutError names what is missing."""
     deadline = time.monotonic() + timeout
-    while True:
-        result = condition()
-        if result:
-            return result
+    while not (result := condition()):
         if time.monotonic() > deadline:
             raise TimeoutError(f"not within {timeout} s: {what}")
         time.sleep(0.02)
+    return result
 
 
 def collection(name, scenes, transition="Fade"):
-    """A scene collection in the format of OBS: scenes with their items, top-most first, each with its own colour."""
-    colours = [0xFF4C566A, 0xFFD08770, 0xFFA3BE8C, 0xFF5E81AC, 0xFFB48EAD, 0xFFEBCB8B]
-    sources, items_seen = [], set()
+    """A scene collection in the format of OBS: scenes with their items, top-most first, each with its own colour.
+
+    The bottom-most item fills the scene, the others are small pictures in front of it.
+    """
+    colours = itertools.cycle([0xFFD08770, 0xFFA3BE8C, 0xFF5E81AC, 0xFFB48EAD, 0xFFEBCB8B, 0xFF4C566A])
+    inputs, sources = {}, []
     for scene, items in scenes.items():
         entries = []
         for position, item in enumerate(reversed(items)):
-            if item not in items_seen:
-                items_seen.add(item)
-                settings = {"width": 1280, "height": 720, "color": colours[len(items_seen) % len(colours)]}
-                sources.append({"id": "color_source", "versioned_id": "color_source_v3", "name": item,
-                                "settings": settings})
-            scale = 1 if position == 0 else 0.3
-            place = {"x": 0 if position == 0 else 60.0 + 400 * ((position - 1) % 3),
-                     "y": 0 if position == 0 else 60.0 + 260 * ((position - 1) // 3 % 2)}
+            if item not in inputs:
+                inputs[item] = {"id": "color_source", "versioned_id": "color_source_v3", "name": item,
+                                "settings": {"width": 1280, "height": 720, "color": next(colours)}}
+            row, column = divmod(position - 1, 3)
+            place = {"x": 60.0 + 400 * column, "y": 60.0 + 260 * (row % 2)} if position else {"x": 0, "y": 0}
             entries.append({"name": item, "id": position + 1, "visible": True, "locked": False, "pos": place,
-                            "scale": {"x": scale, "y": scale}, "align": 5, "bounds_type": 0})
+                            "scale": dict.fromkeys("xy", 0.3 if position else 1), "align": 5, "bounds_type": 0})
         sources.append({"id": "scene", "versioned_id": "scene", "name": scene,
                         "settings": {"id_counter": len(items), "custom_size": False, "items": entries}})
     first = next(iter(scenes))
-    return {"name": name, "sources": sources, "scene_order": [{"name": scene} for scene in scenes],
-            "current_scene": first, "current_program_scene": first, "current_transition": transition,
-            "transition_duration": 300, "transitions": [], "groups": [], "quick_transitions": [],
-            "saved_projectors": [], "modules": {}}
+    return {"name": name, "sources": [*inputs.values(), *sources], "current_scene": first,
+            "current_program_scene": first, "scene_order": [{"name": scene} for scene in scenes],
+            "current_transition": transition, "transition_duration": 300, "transitions": [], "groups": [],
+            "quick_transitions": [], "saved_projectors": [], "modules": {}}
 
 
 class ObsProcess:
@@ -80,11 +78,11 @@ class ObsProcess:
         self.port = port or free_port()
         self.obs_websocket_port = obs_websocket_port
         self.exit_status = None
-        self._module = module
-        self._display = display
-        self._screen = self._process = None
+        self.display = display
         self.log_path = self.folder / "obs.log"
-        self._write_settings(collections, preview)
+        self.plugin_config = self.folder / ".local/share/corvane/Wrenlink/config.json"
+        self._screen = self._process = None
+        self._write_settings(module, collections, preview)
 
     def __enter__(self):
         self.start()
@@ -95,7 +93,7 @@ class ObsProcess:
 
     # Settings
 
-    def _write_settings(self, collections, preview):
+    def _write_settings(self, module, collections, preview):
         shutil.rmtree(self.settings, ignore_errors=True)
         self.recordings.mkdir(parents=True, exist_ok=True)
         profile = {
@@ -116,70 +114,51 @@ class ObsProcess:
         self._write_ini("user.ini", user)
         self._write_ini("basic/profiles/Kestrel/basic.ini", profile)
         for content in collections:
-            self._write(f"basic/scenes/{content['name']}.json", json.dumps(content))
+            self._write(self.settings / f"basic/scenes/{content['name']}.json", json.dumps(content))
         if self.obs_websocket_port:
-            self._write("plugin_config/obs-websocket/config.json", json.dumps({
+            self._write(self.settings / "plugin_config/obs-websocket/config.json", json.dumps({
                 "server_enabled": True, "auth_required": False, "first_load": False, "alerts_enabled": False,
                 "server_port": self.obs_websocket_port}))
-        if self._module:
+        if module:
             place = self.settings / "plugins/kestrelbridge"
             (place / "bin/64bit").mkdir(parents=True)
-            shutil.copy(self._module, place / "bin/64bit/kestrelbridge.so")
-            shutil.copytree(pathlib.Path(self._module).parent / "data", place / "data")
+            shutil.copy(module, place / "bin/64bit/kestrelbridge.so")
+            shutil.copytree(pathlib.Path(module).parent / "data", place / "data")
         self.configure_plugin(json.dumps({"port": self.port}))
 
-    @property
-    def plugin_config(self):
-        return self.folder / ".local/share/corvane/Wrenlink/config.json"
-
     def configure_plugin(self, text):
-        self.plugin_config.parent.mkdir(parents=True, exist_ok=True)
-        self.plugin_config.write_text(text)
+        self._write(self.plugin_config, text)
 
-    def _write(self, name, text):
-        path = self.settings / name
+    @staticmethod
+    def _write(path, text):
         path.parent.mkdir(parents=True, exist_ok=True)
         path.write_text(text)
 
     def _write_ini(self, name, sections):
-        lines = []
-        for section, entries in sections.items():
-            lines += [f"[{section}]"] + [f"{key}={value}" for key, value in entries.items()] + [""]
-        self._write(name, "\n".join(lines))
+        self._write(self.settings / name, "\n".join(
+            "\n".join([f"[{section}]", *(f"{key}={value}" for key, value in entries.items()), ""])
+            for section, entries in sections.items()))
 
     # The process
 
     def start(self):
         environment = os.environ | {"HOME": str(self.folder), "QT_QPA_PLATFORM": "xcb"}
-        if not self._display:
+        if not self.display:
             environment["LIBGL_ALWAYS_SOFTWARE"] = "1"
-            self._start_screen()
-        environment["DISPLAY"] = self._display
+            self._screen = subprocess.Popen(["Xvfb", "-displayfd", "1", "-screen", "0", SCREEN, "-nolisten", "tcp"],
+                                            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
+                                            start_new_session=True)
+            self.display = f":{self._screen.stdout.readline().strip()}"
+        environment["DISPLAY"] = self.display
         with open(self.log_path, "wb") as log:
             self._process = subprocess.Popen(
                 ["obs", "--multi", "--disable-updater", "--disable-shutdown-check", "--disable-missing-files-check"],
                 env=environment, cwd=self.folder, stdin=subprocess.DEVNULL, stdout=log, stderr=log,
                 start_new_session=True)
 
-    def _start_screen(self):
-        read, write = os.pipe()
-        self._screen = subprocess.Popen(["Xvfb", "-displayfd", str(write), "-screen", "0", SCREEN, "-nolisten", "tcp"],
-                                        pass_fds=[write], stderr=subprocess.DEVNULL, start_new_session=True)
-        os.close(write)
-        with os.fdopen(read) as answer:
-            self._display = f":{answer.readline().strip()}"
-
-    @property
-    def display(self):
-        """The name of the display in use."""
-        return self._display
-
     @property
     def pid(self):
         return self._process.pid
-
-    def is_running(self):
-        return self._process is not None and self._process.poll() is None
 
     def log(self):
         return self.log_path.read_text(errors="replace") if self.log_path.exists() else ""
@@ -187,7 +166,7 @@ class ObsProcess:
     def wait_for_log(self, pattern, timeout=30):
         def found():
             match = re.search(pattern, self.log())
-            if not match and not self.is_running():
+            if not match and self._process.poll() is not None:
                 raise RuntimeError(f"OBS ended before it logged: {pattern}\n{self.log()[-3000:]}")
             return match
         return wait_for(found, timeout, f"in the log of OBS: {pattern}")
@@ -196,7 +175,7 @@ class ObsProcess:
         self.wait_for_log(r"\[kestrelbridge\] Server listening on localhost", timeout)
 
     def _on_screen(self, *command):
-        return subprocess.run(command, env=os.environ | {"DISPLAY": self._display}, capture_output=True, text=True,
+        return subprocess.run(command, env=os.environ | {"DISPLAY": self.display}, capture_output=True, text=True,
                               check=False).stdout.split()
 
     def windows(self, name):
@@ -215,7 +194,7 @@ class ObsProcess:
 
     @property
     def main_window(self):
-        return self.windows("^OBS ")[0]
+        return wait_for(lambda: self.windows("^OBS "), 20, "the window of OBS")[0]
 
     def screenshot(self, path, window=None, area=None):
         """Saves the main window of OBS as an image, or another one, or an area of it such as "100x50+0+200"."""
@@ -225,8 +204,7 @@ class ObsProcess:
     def stop(self, timeout=30):
         """Closes OBS as a user would, then its screen. The exit status stays available."""
         if self._process:
-            if self.is_running():
-                self._process.send_signal(signal.SIGINT)
+            self._process.send_signal(signal.SIGINT)
             try:
                 self.exit_status = self._process.wait(timeout)
             except subprocess.TimeoutExpired:
@@ -234,10 +212,9 @@ class ObsProcess:
                 self.exit_status = self._process.wait()
             self._process = None
         if self._screen:
-            self._screen.terminate()
-            self._screen.wait()
-            self._screen = self._display = None
-        return self.exit_status
+            with self._screen:
+                self._screen.terminate()
+            self._screen = self.display = None
 
     def status(self, key):
         """A number that the kernel reports of OBS, such as "Threads", or "VmRSS" in KiB."""

@@ -46,12 +46,9 @@ class ObsWebSocketClient:
             raise RequestFailed(response)
         return response.get("responseData")
 
-    def send_batch(self, requests):
-        """Requests that one thread of OBS executes in their order; receive_batch() takes their responses."""
+    def execute_batch(self, requests):
+        """Requests that one thread of OBS executes in their order; their number."""
         self._send(8, {"requestId": "1", "haltOnFailure": True, "requests": requests})
-
-    def receive_batch(self):
-        """Waits for the responses to the oldest batch; their number."""
         results = self._receive()["results"]
         for result in results:
             if not result["requestStatus"]["result"]:
