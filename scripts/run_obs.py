@@ -27,32 +27,28 @@ def users_display():
 
 def pick_port():
     """The default port, or another one if it is in use."""
-    with socket.socket() as probe:
-        probe.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-        try:
-            probe.bind(("127.0.0.1", DEFAULT_PORT))
-            return DEFAULT_PORT
-        except OSError:
-            return free_port()
+    try:
+        socket.create_server(("127.0.0.1", DEFAULT_PORT)).close()
+        return DEFAULT_PORT
+    except OSError:
+        return free_port()
 
 
 def run_demo(obs):
-    def take_screenshot():
-        obs.screenshot(SCREENSHOT)
-        print(f"  screenshot of OBS: {SCREENSHOT}", flush=True)
-
-    return demo.run(obs.port, take_screenshot) and SCREENSHOT.exists()
+    SCREENSHOT.unlink(missing_ok=True)
+    is_done = demo.run(obs.port, lambda: obs.screenshot(SCREENSHOT))
+    print(f"  screenshot of OBS: {SCREENSHOT}", flush=True)
+    return is_done and SCREENSHOT.exists()
 
 
 def watch(obs):
     """Shows the state and every change until Ctrl-C or until OBS is closed."""
-    watcher = subprocess.Popen([BUILD / "dev/tools/kestrelctl", "--port", str(obs.port), "watch"])
-    try:
-        return watcher.wait() == 0
-    except KeyboardInterrupt:
-        watcher.terminate()
-        watcher.wait()
-        return True
+    with subprocess.Popen([BUILD / "dev/tools/kestrelctl", "--port", str(obs.port), "watch"]) as watcher:
+        try:
+            return watcher.wait() == 0
+        except KeyboardInterrupt:
+            watcher.terminate()
+            return True
 
 
 def interrupt(*_):
@@ -69,7 +65,6 @@ def main():
     for number in INTERRUPTIONS:
         signal.signal(number, interrupt)
 
-    SCREENSHOT.unlink(missing_ok=True)
     obs = ObsProcess(BUILD / "tryout", module=BUILD / "dev/plugin/kestrelbridge.so", port=pick_port(),
                      collections=[collection("Demo", demo.SCENES)], display=users_display(), preview=True)
     print(f"-- starting OBS Studio with the plug-in; controllers connect to 127.0.0.1:{obs.port}", flush=True)

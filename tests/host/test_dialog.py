@@ -83,6 +83,7 @@ def test_a_port_in_use_opens_the_dialog_without_the_focus(new_host):
     host = new_host(start=False)
     with socket.create_server(("127.0.0.1", host.port)):
         host.start()
+        host.wait_for_log(rf"Server failed to listen on localhost, port {host.port}\n")
         dialog = wait_for_dialog(host)
         with connect_to_obs(host) as obs_websocket:
             assert obs_websocket("GetSceneList")["scenes"]

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 """The Python module for controllers, against a socket that sends what the test says."""
 
+import contextlib
 import json
 import socket
 import threading
@@ -25,14 +26,13 @@ class Plugin:
         self.port = self._server.getsockname()[1]
         self._socket = None
 
-    def serve(self, data):
-        """Accepts the controller and sends the first bytes."""
-        self._socket, _ = self._server.accept()
-        self._socket.settimeout(TIMEOUT_S)
-        self._socket.sendall(data)
-
     def connect(self, first=values(**STATE), **options):
-        thread = threading.Thread(target=self.serve, args=[first])
+        """A controller that has received the first bytes."""
+        def serve():
+            self._socket, _ = self._server.accept()
+            self._socket.sendall(first)
+
+        thread = threading.Thread(target=serve)
         thread.start()
         try:
             defaults = {"long_frames": False, "keep_alive": False, "timeout": TIMEOUT_S}
@@ -44,22 +44,17 @@ class Plugin:
         self._socket.sendall(data)
 
     def receive(self, count):
-        data = b""
-        while len(data) < count:
-            data += self._socket.recv(count - len(data))
-        return data
+        return self._socket.recv(count, socket.MSG_WAITALL)
 
     def close(self):
-        for end in (self._socket, self._server):
-            if end:
-                end.close()
+        for end in filter(None, (self._socket, self._server)):
+            end.close()
 
 
 @pytest.fixture
 def plugin():
-    plugin = Plugin()
-    yield plugin
-    plugin.close()
+    with contextlib.closing(Plugin()) as plugin:
+        yield plugin
 
 
 def test_frames_in_two_pieces_and_the_timeout_between_them(plugin):
@@ -118,7 +113,6 @@ def test_waiting(plugin):
     (b"####00000x13", ProtocolError),
     (b"0002[]", ProtocolError),
     (b"0005{\"val", ProtocolError),
-    (b"", Disconnected),
     (b"0042{", Disconnected),
 ])
 def test_what_ends_a_connection(plugin, data, error):
