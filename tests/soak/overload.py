@@ -237,7 +237,8 @@ class Overload(LoadTest):
     def _change(self, pool):
         """Threads of obs-websocket change an item each."""
         items = self._items()[:self._options.threads]
-        changes = pool.starmap(change, [(self.obs.obs_websocket_port, item, self._options) for item in items], 1)
+        arguments = [(self.obs.obs_websocket_port, item, self._options) for item in items]
+        changes = pool.starmap_async(change, arguments, 1).get(self._options.seconds + TIMEOUT_S)
         self.figure("changes", sum(changes) / self._options.seconds, "per second")
 
     def _request(self, pool):
