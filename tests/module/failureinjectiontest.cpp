@@ -83,34 +83,28 @@ private slots:
         host.raise(OBS_FRONTEND_EVENT_EXIT);
     }
 
-    void keepsSceneUntilItsRowsAreDeleted()
+    void keepsScenesUntilTheirRowsAreDeleted()
     {
         ProtocolFixture fixture;
-        const OBSWeakSourceAutoRelease scene = obs_source_get_weak_source(fixture.host.scenes[0]);
-        auto* row = new QObject; // would disconnect from the scene's signals
+        fixture.host.perform(u"studio mode on, preview scene Größe"_s);
+        const OBSWeakSourceAutoRelease program = obs_source_get_weak_source(fixture.host.scenes[0]);
+        const OBSWeakSourceAutoRelease preview = obs_source_get_weak_source(fixture.host.scenes[1]);
+        auto* row = new QObject; // would disconnect from the signals of the scenes
         bool isInTime = false;
         connect(row, &QObject::destroyed, this, [&] {
             ObsRuntime::settle();
-            isInTime = !obs_weak_source_expired(scene);
+            isInTime = !obs_weak_source_expired(program) && !obs_weak_source_expired(preview);
         });
         row->deleteLater();
         fixture.host.clearCollection();
         fixture.host.raise(OBS_FRONTEND_EVENT_SCENE_COLLECTION_CLEANUP);
         ObsRuntime::settle();
-        QVERIFY(isInTime && obs_weak_source_expired(scene));
-    }
-
-    void survivesExitInsideADialog_data()
-    {
-        QTest::addColumn<QString>("property");
-        QTest::newRow("streaming") << u"streaming"_s;
-        QTest::newRow("recording") << u"recording"_s;
+        QVERIFY(isInTime && obs_weak_source_expired(program) && obs_weak_source_expired(preview));
     }
 
     void survivesExitInsideADialog()
     {
-        QFETCH(const QString, property);
-        for (const int value : {0, 1}) {
+        for (const QString& set : {u"streaming 0"_s, u"streaming 1"_s, u"recording 0"_s, u"recording 1"_s}) {
             FakeFrontEnd host;
             auto server = std::make_unique<NetworkServer>(nullptr);
             auto adapter = std::make_unique<ProtocolAdapter>(server.get());
@@ -126,7 +120,9 @@ private slots:
             };
             QJsonArray entries;
             for (int i = 0; i < 3; ++i) { // what follows the first is not handled
-                entries.append(QJsonObject {{"type"_L1, "set"_L1}, {"name"_L1, property}, {"value"_L1, value}});
+                entries.append(QJsonObject {{"type"_L1, "set"_L1},
+                                            {"name"_L1, set.section(u' ', 0, 0)},
+                                            {"value"_L1, set.section(u' ', 1).toInt()}});
                 entries.append(QJsonObject {{"name"_L1, "sceneList"_L1}});
             }
             controller.sendEntries(entries);

@@ -19,6 +19,8 @@
 
 #include <utility>
 
+#include <util/platform.h>
+
 using namespace Qt::StringLiterals;
 
 // The built module file, loaded into a host of the test's own.
@@ -45,8 +47,6 @@ private slots:
         QFile config(DataFolder::filePath(u"corvane/Wrenlink/config.json"_s));
         QVERIFY(config.open(QIODevice::WriteOnly) && config.write("{\"port\":" + QByteArray::number(m_port) + '}') > 0);
     }
-
-    void cleanupTestCase() { QCOMPARE(ObsRuntime::stop(), 0); }
 
     void init()
     {
@@ -120,10 +120,10 @@ private slots:
             QVERIFY(controller.next());
             controller.pushesUntilAnswer();
             QTRY_COMPARE(list->topLevelItemCount(), 1);
-            const QStringList texts = textsOf(list->topLevelItem(0));
-            QVERIFY(texts.at(0).toInt() > 0 && texts.at(0).toInt() != m_port);
-            QCOMPARE(texts.at(2), u"1"_s); // the request
-            QCOMPARE(texts.at(3), u"2"_s); // the full state and the answer
+            const QTreeWidgetItem* row = list->topLevelItem(0);
+            QVERIFY(row->text(0).toInt() > 0 && row->text(0).toInt() != m_port);
+            QCOMPARE(row->text(2), u"1"_s); // the request
+            QCOMPARE(row->text(3), u"2"_s); // the full state and the answer
         }
         QTRY_COMPARE(list->topLevelItemCount(), 0);
         QTest::keyClick(opened, Qt::Key_Escape);
@@ -179,19 +179,69 @@ private slots:
         m_host->window.reset(); // as OBS does before it unloads its modules
     }
 
+    void runsWhereLibobsFindsIt()
+    {
+        m_unload();
+        m_unload = [] {}; // libobs unloads its module itself
+        m_host->callbacks.clear();
+        const QTemporaryDir plugins(QDir::temp().filePath(u"Größe"_s));
+        const QString folder = plugins.filePath(u"kestrelbridge/bin/64bit"_s);
+        const QString file = QStringLiteral(MODULE_FILE);
+        QVERIFY(QDir().mkpath(folder) && QFile::copy(file, folder + u'/' + QFileInfo(file).fileName()));
+        obs_add_module_path(qUtf8Printable(plugins.filePath(u"%module%/bin/64bit"_s)),
+                            qUtf8Printable(plugins.filePath(u"%module%/data"_s)));
+        obs_find_modules(
+            [](void*, const obs_module_info* info) {
+                obs_module_t* module = nullptr;
+                if (QString::fromUtf8(info->bin_path).contains("kestrelbridge"_L1) && os_is_obs_plugin(info->bin_path)
+                    && obs_open_module(&module, info->bin_path, info->data_path) == MODULE_SUCCESS) {
+                    obs_init_module(module);
+                }
+            },
+            nullptr);
+        QVERIFY(obs_get_module("kestrelbridge"));
+        QCOMPARE(m_host->callbacks.size(), 1U);
+
+        m_host->perform(u"event FINISHED_LOADING"_s);
+        Controller controller(m_port);
+        QVERIFY(controller.next());
+        controller.set(u"currentScene"_s, u"Größe"_s);
+        controller.pushesUntilAnswer();
+        QCOMPARE(m_host->commands, QStringList {u"scene Größe"_s});
+#ifdef Q_OS_WIN
+        // Arguments come and lines go in UTF-8, whatever the code page of Windows is.
+        QCOMPARE(kestrelctl({u"scene"_s, u"Main"_s}), u""_s);
+        QCOMPARE(kestrelctl({u"scene"_s, u"Größe"_s}), u""_s);
+        QCOMPARE(m_host->commands, (QStringList {u"scene Größe"_s, u"scene Main"_s, u"scene Größe"_s}));
+        m_host->perform(u"event SCENE_CHANGED"_s);
+        QCOMPARE(kestrelctl({u"get"_s, u"currentScene"_s}), u"Größe\r\n"_s);
+#endif
+        m_host->perform(u"event EXIT"_s);
+        m_log.reset();
+        m_host.reset();
+        QCOMPARE(ObsRuntime::stop(), 0); // unloads the module
+        QTRY_VERIFY(!controller.isConnected());
+        QVERIFY(!Controller(m_port).isConnected());
+    }
+
 private:
+#ifdef Q_OS_WIN
+    // What it prints. The module serves it meanwhile.
+    QString kestrelctl(const QStringList& arguments) const
+    {
+        QProcess process;
+        process.setProcessChannelMode(QProcess::MergedChannels);
+        process.start(QStringLiteral(KESTRELCTL_FILE), QStringList {u"--port"_s, QString::number(m_port)} + arguments);
+        if (!QTest::qWaitFor([&] { return process.state() == QProcess::NotRunning; }, 30'000)) {
+            process.kill();
+        }
+        return QString::fromUtf8(process.readAllStandardOutput());
+    }
+#endif
+
     QDialog* dialog() const
     {
         return m_host->window->findChild<QDialog*>();
-    }
-
-    static QStringList textsOf(const QTreeWidgetItem* item)
-    {
-        QStringList texts;
-        for (int column = 0; column < item->columnCount(); ++column) {
-            texts.append(item->text(column));
-        }
-        return texts;
     }
 
     QStringList firstLines() const

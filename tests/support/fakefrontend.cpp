@@ -27,34 +27,25 @@ FakeFrontEnd* onMainThread()
     return host;
 }
 
-// By the name of the enumeration's member, without its prefix.
 int eventNamed(const QString& name)
 {
-#define EVENT(name)                                                                                                    \
-    {                                                                                                                  \
-        QLatin1StringView(#name), OBS_FRONTEND_EVENT_##name                                                            \
-    }
-    static const QHash<QString, int> events {
-        EVENT(STREAMING_STARTING),      EVENT(STREAMING_STARTED),         EVENT(STREAMING_STOPPING),
-        EVENT(STREAMING_STOPPED),       EVENT(RECORDING_STARTING),        EVENT(RECORDING_STARTED),
-        EVENT(RECORDING_STOPPING),      EVENT(RECORDING_STOPPED),         EVENT(SCENE_CHANGED),
-        EVENT(SCENE_LIST_CHANGED),      EVENT(TRANSITION_CHANGED),        EVENT(TRANSITION_STOPPED),
-        EVENT(TRANSITION_LIST_CHANGED), EVENT(SCENE_COLLECTION_CHANGED),  EVENT(SCENE_COLLECTION_LIST_CHANGED),
-        EVENT(PROFILE_CHANGED),         EVENT(PROFILE_LIST_CHANGED),      EVENT(EXIT),
-        EVENT(REPLAY_BUFFER_STARTING),  EVENT(REPLAY_BUFFER_STARTED),     EVENT(REPLAY_BUFFER_STOPPING),
-        EVENT(REPLAY_BUFFER_STOPPED),   EVENT(STUDIO_MODE_ENABLED),       EVENT(STUDIO_MODE_DISABLED),
-        EVENT(PREVIEW_SCENE_CHANGED),   EVENT(SCENE_COLLECTION_CLEANUP),  EVENT(FINISHED_LOADING),
-        EVENT(RECORDING_PAUSED),        EVENT(RECORDING_UNPAUSED),        EVENT(TRANSITION_DURATION_CHANGED),
-        EVENT(REPLAY_BUFFER_SAVED),     EVENT(VIRTUALCAM_STARTED),        EVENT(VIRTUALCAM_STOPPED),
-        EVENT(TBAR_VALUE_CHANGED),      EVENT(SCENE_COLLECTION_CHANGING), EVENT(PROFILE_CHANGING),
-        EVENT(SCRIPTING_SHUTDOWN),      EVENT(PROFILE_RENAMED),           EVENT(SCENE_COLLECTION_RENAMED),
-        EVENT(THEME_CHANGED),           EVENT(SCREENSHOT_TAKEN),
-    };
-#undef EVENT
-    if (!events.contains(name)) {
+    // Without the prefix, in the order of the enumeration.
+    static const QStringList names
+        = QStringLiteral(
+              "STREAMING_STARTING STREAMING_STARTED STREAMING_STOPPING STREAMING_STOPPED RECORDING_STARTING "
+              "RECORDING_STARTED RECORDING_STOPPING RECORDING_STOPPED SCENE_CHANGED SCENE_LIST_CHANGED "
+              "TRANSITION_CHANGED TRANSITION_STOPPED TRANSITION_LIST_CHANGED SCENE_COLLECTION_CHANGED "
+              "SCENE_COLLECTION_LIST_CHANGED PROFILE_CHANGED PROFILE_LIST_CHANGED EXIT REPLAY_BUFFER_STARTING "
+              "REPLAY_BUFFER_STARTED REPLAY_BUFFER_STOPPING REPLAY_BUFFER_STOPPED STUDIO_MODE_ENABLED "
+              "STUDIO_MODE_DISABLED PREVIEW_SCENE_CHANGED SCENE_COLLECTION_CLEANUP FINISHED_LOADING "
+              "RECORDING_PAUSED RECORDING_UNPAUSED TRANSITION_DURATION_CHANGED REPLAY_BUFFER_SAVED "
+              "VIRTUALCAM_STARTED VIRTUALCAM_STOPPED TBAR_VALUE_CHANGED SCENE_COLLECTION_CHANGING PROFILE_CHANGING "
+              "SCRIPTING_SHUTDOWN PROFILE_RENAMED SCENE_COLLECTION_RENAMED THEME_CHANGED SCREENSHOT_TAKEN")
+              .split(' '_L1);
+    if (names.size() != OBS_FRONTEND_EVENT_SCREENSHOT_TAKEN + 1 || !names.contains(name)) {
         qFatal("unknown event \"%s\"", qUtf8Printable(name));
     }
-    return events.value(name);
+    return static_cast<int>(names.indexOf(name));
 }
 
 void note(const char* command, const QString& argument)
@@ -159,6 +150,16 @@ void FakeFrontEnd::raise(int event)
     }
 }
 
+// OBS drops its own references too.
+void FakeFrontEnd::removeScene(const OBSSource& scene)
+{
+    obs_source_remove(scene);
+    previewScene = scene == previewScene ? nullptr : previewScene;
+    const bool isCurrent = scene == currentScene;
+    std::erase(scenes, OBSSource(scene));
+    currentScene = isCurrent ? scenes.at(0) : currentScene;
+}
+
 void FakeFrontEnd::moveRow(const QString& from, const QString& to) const
 {
     sceneList->insertItem(to.toInt(), sceneList->takeItem(from.toInt()));
@@ -186,7 +187,7 @@ void FakeFrontEnd::perform(const QString& script)
         {u"add and remove item"_s, [=](auto name) { obs_sceneitem_remove(add(name)); }},
         {u"rename first scene"_s, [this](auto name) { obs_source_set_name(scenes.at(0), qUtf8Printable(name)); }},
         {u"disable scene"_s, [=](auto name) { obs_source_set_enabled(sceneNamed(name), false); }},
-        {u"remove scene"_s, [=](auto name) { obs_source_remove(sceneNamed(name)); }},
+        {u"remove scene"_s, [=, this](auto name) { removeScene(sceneNamed(name)); }},
         // Without events, as if OBS had started so.
         {u"in studio mode with preview"_s,
          [=, this](auto name) { isStudioMode = bool(previewScene = sceneNamed(name)); }},

@@ -70,5 +70,6 @@ public:
     std::vector<std::pair<obs_frontend_event_cb, void*>> callbacks;
 
 private:
+    void removeScene(const OBSSource& scene);
     void moveRow(const QString& from, const QString& to) const;
 };

@@ -7,7 +7,7 @@
 
 // Stops the monotonic clock of the process, on which all of Qt's timers run, while it exists: only advance() moves it.
 // So a test of seconds takes none, and compares exact times. Sockets and posted events work as usual. One at a time.
-// On Windows timers run on, since the system runs them; elapsed times and deadlines do not.
+// Not on Windows.
 class FrozenClock
 {
 public:

@@ -9,23 +9,21 @@
 #include "obsruntime.h"
 #include "protocol/protocoladapter.h"
 
-// Server and protocol with the fake front end. libobs has been started.
+#include <QRegularExpression>
+#include <QTest>
+
+// Server and protocol with the fake front end. libobs has been started. Warnings of Qt, which OBS would log, fail the
+// test.
 class ProtocolFixture
 {
 public:
     ProtocolFixture()
     {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".")));
         server.start(0);
-        warnings.clear();
-        previousHandler = qInstallMessageHandler(
-            [](QtMsgType, const QMessageLogContext&, const QString& text) { warnings.append(text); });
     }
 
-    ~ProtocolFixture()
-    {
-        qInstallMessageHandler(previousHandler);
-        host.raise(OBS_FRONTEND_EVENT_EXIT);
-    }
+    ~ProtocolFixture() { host.raise(OBS_FRONTEND_EVENT_EXIT); }
 
     Q_DISABLE_COPY_MOVE(ProtocolFixture)
 
@@ -37,13 +35,28 @@ public:
         return connected;
     }
 
-    static inline QStringList warnings; // of Qt, which OBS would log
+    // Understands long frames too.
+    std::unique_ptr<Controller> longFrameController()
+    {
+        auto connected = controller();
+        connected->send({}, true);
+        connected->pushesUntilAnswer();
+        return connected;
+    }
+
+    // More items at the top of the program scene, with names of that length.
+    void addItems(int count, int nameLength)
+    {
+        for (int i = 0; i < count; ++i) {
+            const QByteArray name = QByteArray::number(i).rightJustified(nameLength, 'x');
+            host.items.insert(host.items.begin(),
+                              ObsRuntime::addItem(obs_scene_from_source(host.scenes.at(0)), name.constData()));
+        }
+        QCoreApplication::processEvents();
+    }
 
     LogCapture log;
     FakeFrontEnd host;
     NetworkServer server {nullptr};
     ProtocolAdapter adapter {&server};
-
-private:
-    QtMessageHandler previousHandler = nullptr;
 };

@@ -5,17 +5,22 @@
 #include <QStringList>
 #include <QTest>
 
+inline QByteArray contents(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        qFatal("no file %s", qUtf8Printable(path));
+    }
+    return file.readAll();
+}
+
 // Fills a test's rows from a text table beside its source: lines "name | cell | cell", all of them texts.
 inline void addTable(const QString& path, std::initializer_list<const char*> columns)
 {
     for (const char* column : columns) {
         QTest::addColumn<QString>(column);
     }
-    QFile table(path);
-    if (!table.open(QIODevice::ReadOnly)) {
-        qFatal("no table %s", qUtf8Printable(path));
-    }
-    const QStringList lines = QString::fromUtf8(table.readAll()).split(u'\n');
+    const QStringList lines = QString::fromUtf8(contents(path)).split(u'\n');
     for (const QString& line : lines) {
         const QStringList cells = line.split(u'|');
         if (line.isEmpty() || line.startsWith(u'#')) {

@@ -16,8 +16,6 @@ class ClientTest : public QObject
 {
     Q_OBJECT
 
-    using Action = std::function<void(KestrelClient&)>;
-
 private slots:
 
     void synchronizesAtAnySplit()
@@ -71,69 +69,60 @@ private slots:
         QVERIFY(!client.get({u"fps"_s}));
     }
 
-    void failsOnMalformedInput_data()
-    {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("length") << "HTTP/1.1 400"_ba << u"received a frame whose length is not a number"_s;
-        QTest::newRow("no JSON") << "0003{a}"_ba << u"received a message that is not a JSON object"_s;
-        QTest::newRow("no object") << "0002[]"_ba << u"received a message that is not a JSON object"_s;
-    }
-
     void failsOnMalformedInput()
     {
-        QFETCH(const QByteArray, bytes);
-        QFETCH(const QString, text);
-        MemoryDevice device;
-        KestrelClient client;
-        QSignalSpy failed(&client, &KestrelClient::failed);
-        const QSignalSpy disconnected(&client, &KestrelClient::disconnected);
-        const QSignalSpy changed(&client, &KestrelClient::valueChanged);
-        client.connectThrough(&device);
-        feed(device, bytes + message(fullState()));
-        feed(device, message(fullState()));
-        client.disconnectFromPlugin();
-        QCOMPARE(failed.size(), 1);
-        QCOMPARE(failed.takeFirst().first().toString(), text);
-        QCOMPARE(disconnected.size() + changed.size(), 0);
+        const QString noObject = u"received a message that is not a JSON object"_s;
+        const QHash<QByteArray, QString> errors {
+            {"HTTP/1.1 400", u"received a frame whose length is not a number"_s},
+            {"0003{a}", noObject},
+            {"0002[]", noObject},
+        };
+        for (auto error = errors.cbegin(); error != errors.cend(); ++error) {
+            MemoryDevice device;
+            KestrelClient client;
+            QSignalSpy failed(&client, &KestrelClient::failed);
+            const QSignalSpy disconnected(&client, &KestrelClient::disconnected);
+            const QSignalSpy changed(&client, &KestrelClient::valueChanged);
+            client.connectThrough(&device);
+            feed(device, error.key() + message(fullState()));
+            feed(device, message(fullState()));
+            client.disconnectFromPlugin();
+            QCOMPARE(failed.size(), 1);
+            QCOMPARE(failed.takeFirst().first().toString(), error.value());
+            QCOMPARE(disconnected.size() + changed.size(), 0);
 
-        MemoryDevice other;
-        other.input = message(fullState());
-        client.connectThrough(&other);
-        QVERIFY(client.isSynchronized());
-    }
-
-    void slotsMayEndTheConnection_data()
-    {
-        QTest::addColumn<Action>("action");
-        QTest::addColumn<qsizetype>("received");
-        const auto whole = KestrelClient::statePropertyNames().size();
-        QTest::newRow("no action") << Action([](KestrelClient&) {}) << whole * 2;
-        QTest::newRow("disconnect") << Action(&KestrelClient::disconnectFromPlugin) << qsizetype {1};
-        QTest::newRow("connect anew") << Action([](KestrelClient& client) { client.connectToPlugin(1); })
-                                      << qsizetype {1};
-        QTest::newRow("connect through another device")
-            << Action([this](KestrelClient& client) { client.connectThrough(&m_other); }) << whole + 1;
+            MemoryDevice other;
+            other.input = message(fullState());
+            client.connectThrough(&other);
+            QVERIFY(client.isSynchronized());
+        }
     }
 
     void slotsMayEndTheConnection()
     {
-        QFETCH(const Action, action);
-        QFETCH(const qsizetype, received);
-        m_other.input = message(fullState());
-        MemoryDevice device;
-        KestrelClient client;
-        qsizetype count = 0;
-        connect(&client, &KestrelClient::valueChanged, this, [&] {
-            if (++count == 1) {
-                action(client);
-            }
-        });
-        client.connectThrough(&device);
-        feed(device, message(fullState()) + message(fullState()));
-        feed(device, message({entry(u"fps"_s, 1)})); // no longer read
-        QCOMPARE(count, received + (client.value(u"fps"_s).isUndefined() ? 0 : 1));
-        QCOMPARE(client.value(u"fps"_s).isUndefined(), received != KestrelClient::statePropertyNames().size() * 2);
+        MemoryDevice other;
+        const qsizetype whole = KestrelClient::statePropertyNames().size();
+        const std::vector<std::pair<qsizetype, std::function<void(KestrelClient&)>>> actions {
+            {whole * 2 + 1, [](KestrelClient&) {}},
+            {1, &KestrelClient::disconnectFromPlugin},
+            {1, [](KestrelClient& client) { client.connectToPlugin(1); }},
+            {whole + 1, [&other](KestrelClient& client) { client.connectThrough(&other); }},
+        };
+        for (const auto& [received, action] : actions) {
+            other.input = message(fullState());
+            MemoryDevice device;
+            KestrelClient client;
+            qsizetype count = 0;
+            connect(&client, &KestrelClient::valueChanged, this, [&, act = action] {
+                if (++count == 1) {
+                    act(client);
+                }
+            });
+            client.connectThrough(&device);
+            feed(device, message(fullState()) + message(fullState()));
+            feed(device, message({entry(u"fps"_s, 1)})); // after an action no longer read
+            QCOMPARE(count, received);
+        }
     }
 
     void showsTheState()
@@ -195,8 +184,6 @@ private:
     }
 
     static inline const QByteArray agreement = "####00000013{\"values\":[]}";
-
-    MemoryDevice m_other;
 };
 
 QTEST_GUILESS_MAIN(ClientTest)

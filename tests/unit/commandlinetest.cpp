@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
+#include "tests/support/table.h"
 #include "tools/arguments.h"
 #include "tools/format.h"
 
-#include <QTest>
+#include <QRegularExpression>
 
 #include <clocale>
 
@@ -15,31 +16,7 @@ private slots:
 
     void init() { qunsetenv("KESTREL_PORT"); }
 
-    void parses_data()
-    {
-        QTest::addColumn<QString>("words"); // of the command, or the error
-        const auto row = [](const char* line, const QString& words) { QTest::newRow(line) << words; };
-        row("hide Title [a] {b} 2", u"Title/[a]/{b}/2"_s);
-        row("set sourceVisibles -1 --json", u"sourceVisibles/-1"_s);
-        row("hide -- -x --json", u"-x/--json"_s);
-        row("-- hide -x", u"-x"_s);
-        row("--json watch --timeout=0.5 fps --port 99", u"fps"_s);
-        row("record", u""_s);
-        row("dance Title", u"unknown command \"dance\""_s);
-        row("scene", u"scene needs SCENE"_s);
-        row("set fps", u"set needs VALUE"_s);
-        row("scenes Title", u"unexpected argument \"Title\""_s);
-        row("record perhaps", u"record takes start, stop, toggle, status, not \"perhaps\""_s);
-        row("hide -x", u"unknown option -x"_s);
-        row("scenes --json=1", u"unknown option --json=1"_s);
-        row("scenes --watch", u"scenes takes no option --watch"_s);
-        row("scenes --port", u"--port needs NUMBER"_s);
-        row("scenes --port 65354", u"--port takes a number from 1 to 65353"_s);
-        row("scenes --port=", u"--port takes a number from 1 to 65353"_s);
-        row("scenes --timeout nan", u"--timeout takes 0.001 to 1000000 seconds"_s);
-        row("transition Cut --duration 49", u"a transition takes 50 to 20000 ms"_s);
-        row("transition --duration 20001", u"a transition takes 50 to 20000 ms"_s);
-    }
+    void parses_data() { addTable(QFINDTESTDATA("commandlines.txt"), {"words"}); }
 
     void parses()
     {
@@ -58,16 +35,12 @@ private slots:
         QCOMPARE(invocation.duration_ms, 400);
         QCOMPARE(invocation.port, 99);
         QCOMPARE(*invocation.timeout, std::chrono::milliseconds(2));
-    }
-
-    void takesThePortOfTheEnvironment()
-    {
-        const auto port = [](const QStringList& arguments) { return Arguments::parse(arguments); };
         qputenv("KESTREL_PORT", "1234");
-        QCOMPARE(std::get<Invocation>(port({u"wait"_s})).port, 1234);
-        QCOMPARE(std::get<Invocation>(port({u"wait"_s, u"--port"_s, u"99"_s})).port, 99);
+        QCOMPARE(std::get<Invocation>(Arguments::parse({u"wait"_s})).port, 1234);
+        QCOMPARE(std::get<Invocation>(Arguments::parse({u"wait"_s, u"--port"_s, u"99"_s})).port, 99);
         qputenv("KESTREL_PORT", "x");
-        QCOMPARE(std::get<Result>(port({u"wait"_s})).error, u"KESTREL_PORT takes a number from 1 to 65353"_s);
+        QCOMPARE(std::get<Result>(Arguments::parse({u"wait"_s})).error,
+                 u"KESTREL_PORT takes a number from 1 to 65353"_s);
     }
 
     void suggestsCommands()
@@ -78,32 +51,24 @@ private slots:
         QCOMPARE(hint(u"something"_s), u"See kestrelctl --help."_s);
     }
 
-    void completes_data()
-    {
-        QTest::addColumn<QString>("line"); // the last word is the one to complete
-        QTest::addColumn<QString>("candidates");
-        QTest::newRow("choice") << u"record "_s << u"start stop toggle status"_s;
-        QTest::newRow("no second choice") << u"record start "_s << u""_s;
-        QTest::newRow("value of a switch") << u"set recording "_s << u"on off"_s;
-        QTest::newRow("value of a read-only property") << u"set fps "_s << u""_s;
-        QTest::newRow("writable") << u"set "_s << Commands::writablePropertyNames().join(u' ');
-        QTest::newRow("readable") << u"get fps "_s << Commands::propertyNames().join(u' ');
-        QTest::newRow("number") << u"scenes --port "_s << u""_s;
-        QTest::newRow("unknown command") << u"dance "_s << u""_s;
-        QTest::newRow("options of a command")
-            << u"stats -"_s << u"-- --port --timeout --json --help --version --watch"_s;
-        QTest::newRow("no options after dashes") << u"stats -- -"_s << u""_s;
-    }
-
     void completes()
     {
-        QFETCH(const QString, line);
-        KestrelSession session;
-        QStringList candidates = Commands::complete(session, {.words = line.split(u' ')}).lines;
-        for (QString& candidate : candidates) {
-            candidate = candidate.section(u'\t', 0, 0);
+        const auto candidates = [](const QString& line) { // for the last word
+            KestrelSession session;
+            QStringList found = Commands::complete(session, {.words = line.split(u' ')}).lines;
+            found.replaceInStrings(QRegularExpression(u"\t.*"_s), u""_s);
+            return found.join(u' ');
+        };
+        QCOMPARE(candidates(u"record "_s), u"start stop toggle status"_s);
+        QCOMPARE(candidates(u"set recording "_s), u"on off"_s);
+        QCOMPARE(candidates(u"set "_s), Commands::writablePropertyNames().join(u' '));
+        QCOMPARE(candidates(u"get fps "_s), Commands::propertyNames().join(u' '));
+        QCOMPARE(candidates(u"stats -"_s), u"-- --port --timeout --json --help --version --watch"_s);
+        // No second choice, no value of a read-only property, no numbers, no unknown command, no options after dashes.
+        for (const QString& line :
+             {u"record start "_s, u"set fps "_s, u"scenes --port "_s, u"dance "_s, u"stats -- -"_s}) {
+            QCOMPARE(candidates(line), u""_s);
         }
-        QTEST(candidates.join(u' '), "candidates");
     }
 
     void alignsColumns()

@@ -2,11 +2,11 @@
 #include "plugin/configfile.h"
 
 #include "tests/support/datafolder.h"
+#include "tests/support/table.h"
 
 #include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QTest>
 
 #include <optional>
 
@@ -26,7 +26,8 @@ private slots:
     void init()
     {
         m_folder.emplace();
-        m_file.setFileName(DataFolder::filePath(u"corvane/Wrenlink/config.json"_s));
+        m_path = DataFolder::filePath(u"corvane/Wrenlink/config.json"_s);
+        m_invalidPath = m_path + u".invalid"_s;
     }
 
     void readsPort_data()
@@ -60,57 +61,41 @@ private slots:
     void readsPort()
     {
         QFETCH(const QByteArray, before);
-        QVERIFY(QDir().mkpath(QFileInfo(m_file).path()));
-        QVERIFY(m_file.open(QIODevice::WriteOnly) && m_file.write(before) == before.size());
-        m_file.close();
+        QFETCH(const QByteArray, warning);
+        write(before);
         ConfigFile config;
-        QCOMPARE(config.path(), m_file.fileName());
+        QCOMPARE(config.path(), m_path);
         QTEST(config.readPort(), "port");
         config.close();
-        QVERIFY(m_file.open(QIODevice::ReadOnly));
-        QTEST(m_file.readAll(), "after");
-        m_file.close();
-        QFETCH(const QByteArray, warning);
+        QTEST(contents(m_path), "after");
         QVERIFY2(config.warning().contains(warning), config.warning().constData());
         QCOMPARE(config.warning().isEmpty(), warning.isEmpty());
-        QFile kept(config.path() + u".invalid"_s);
-        QCOMPARE(kept.exists(), warning.contains("invalid"));
-        if (kept.open(QIODevice::ReadOnly)) {
-            QCOMPARE(kept.readAll(), before);
+        QCOMPARE(QFile::exists(m_invalidPath), warning.contains("invalid"));
+        if (warning.contains("invalid")) {
+            QCOMPARE(contents(m_invalidPath), before);
         }
     }
 
     void writesPort()
     {
-        QCOMPARE(ConfigFile().readPort(), 2021);
-        QVERIFY(m_file.open(QIODevice::WriteOnly)
-                && m_file.write(R"({"a":[1],"port":70000,"long":"..............."})") > 0);
-        m_file.close();
+        write(R"({"a":[1],"port":70000,"long":"..............."})");
         QVERIFY(ConfigFile().writePort(8080));
-        QVERIFY(m_file.open(QIODevice::ReadOnly));
-        QCOMPARE(QJsonDocument::fromJson(m_file.readAll()).object(),
+        QCOMPARE(QJsonDocument::fromJson(contents(m_path)).object(),
                  (QJsonObject {{u"a"_s, QJsonArray {1}}, {u"port"_s, 8080}, {u"long"_s, u"..............."_s}}));
-        m_file.close();
         QCOMPARE(ConfigFile().readPort(), 8080);
     }
 
     void keepsTheLatestInvalidFile()
     {
-        QCOMPARE(ConfigFile().readPort(), 2021);
         for (const QByteArray& bytes : {"{first"_ba, "{second"_ba}) {
-            QVERIFY(m_file.open(QIODevice::WriteOnly | QIODevice::Truncate) && m_file.write(bytes) > 0);
-            m_file.close();
+            write(bytes);
             ConfigFile config;
             QVERIFY(config.writePort(8080));
             QVERIFY(config.warning().contains("config.json.invalid"));
-            QFile kept(config.path() + u".invalid"_s);
-            QVERIFY(kept.open(QIODevice::ReadOnly));
-            QCOMPARE(kept.readAll(), bytes);
+            QCOMPARE(contents(m_invalidPath), bytes);
         }
-        QVERIFY(m_file.open(QIODevice::WriteOnly | QIODevice::Truncate) && m_file.write("{third") > 0);
-        m_file.close();
-        const QString kept = m_file.fileName() + u".invalid"_s;
-        QVERIFY(QFile::remove(kept) && QDir().mkpath(kept)); // a folder of that name
+        write("{third");
+        QVERIFY(QFile::remove(m_invalidPath) && QDir().mkpath(m_invalidPath)); // a folder of that name
         ConfigFile config;
         QCOMPARE(config.readPort(), 2021);
         QVERIFY(config.warning().contains("could not be kept"));
@@ -119,16 +104,14 @@ private slots:
     void createsFileAndFolders()
     {
         QCOMPARE(ConfigFile().readPort(), 2021);
-        QVERIFY(m_file.open(QIODevice::ReadOnly));
-        QCOMPARE(m_file.readAll(), defaultFile);
-        m_file.close();
+        QCOMPARE(contents(m_path), defaultFile);
     }
 
     void usesDefaultPortWithoutFile()
     {
-        QVERIFY(QDir().mkpath(m_file.fileName())); // a folder of that name
+        QVERIFY(QDir().mkpath(m_path)); // a folder of that name
         QCOMPARE(ConfigFile().readPort(), 2021);
-        QVERIFY(QFileInfo(m_file).isDir());
+        QVERIFY(QFileInfo(m_path).isDir());
         ConfigFile config;
         QVERIFY(!config.writePort(8080));
         QVERIFY(!config.errorString().isEmpty());
@@ -137,8 +120,8 @@ private slots:
             init();
             const QString pipe = DataFolder::filePath(u"pipe"_s);
             QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), S_IRUSR | S_IWUSR), 0);
-            QVERIFY(QDir().mkpath(QFileInfo(m_file).path()));
-            QVERIFY(QFile::link(isPipe ? pipe : u"/dev/zero"_s, m_file.fileName()));
+            QVERIFY(QDir().mkpath(QFileInfo(m_path).path()));
+            QVERIFY(QFile::link(isPipe ? pipe : u"/dev/zero"_s, m_path));
             QCOMPARE(ConfigFile().readPort(), 2021);
         }
 #endif
@@ -146,10 +129,16 @@ private slots:
         QFile blockingFile(DataFolder::filePath(u"corvane"_s)); // no folder can be created
         QVERIFY(blockingFile.open(QIODevice::WriteOnly));
         QCOMPARE(ConfigFile().readPort(), 2021);
-        QCOMPARE(ConfigFile().path(), m_file.fileName());
     }
 
 private:
+    void write(const QByteArray& bytes) const
+    {
+        QFile file(m_path);
+        QVERIFY(QDir().mkpath(QFileInfo(file).path()));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+    }
+
     // As it is written in text mode.
     static QByteArray asText(QByteArray text)
     {
@@ -162,7 +151,8 @@ private:
     static inline const QByteArray defaultFile = asText("{\n    \"port\": 2021\n}\n");
 
     std::optional<DataFolder> m_folder;
-    QFile m_file;
+    QString m_path;
+    QString m_invalidPath;
 };
 
 QTEST_GUILESS_MAIN(ConfigFileTest)

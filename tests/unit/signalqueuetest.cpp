@@ -3,7 +3,6 @@
 
 #include "tests/support/obsruntime.h"
 
-#include <QAbstractEventDispatcher>
 #include <QTest>
 #include <QThread>
 #include <QTimer>
@@ -122,19 +121,6 @@ private slots:
         QTimer::singleShot(0, this, [&hasTimerFired] { hasTimerFired = true; });
         QTRY_VERIFY(hasTimerFired);
         m_queue.removePending(&m_one);
-    }
-
-    void postsNoEventsAtRest()
-    {
-        post(&m_one, u"1"_s);
-        m_queue.deliver();
-        QCoreApplication::processEvents(); // the run that post() has scheduled
-        int turns = 0;
-        const auto counting = connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake, this,
-                                      [&turns] { ++turns; });
-        QTest::qWait(50);
-        disconnect(counting);
-        QVERIFY2(turns < 20, "the queue wakes the event loop without records");
     }
 
 private:

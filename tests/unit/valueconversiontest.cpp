@@ -5,10 +5,10 @@
 #include "protocol/jsonwriter.h"
 #include "protocol/messagebuilder.h"
 #include "protocol/wholenumber.h"
+#include "tests/support/table.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTest>
 
 #include <limits>
 
@@ -21,25 +21,7 @@ class ValueConversionTest : public QObject
 
 private slots:
 
-    void convertsNumbers_data()
-    {
-        QTest::addColumn<QString>("number"); // as a 32-bit number; empty: does not convert
-        QTest::addColumn<QString>("mask");
-        for (const char* text : {"1", "-1", "2147483647", "-2147483648"}) {
-            QTest::newRow(text) << text << text;
-        }
-        QTest::newRow("1.0") << "1"
-                             << "1";
-        QTest::newRow("2147483648") << ""
-                                    << "-2147483648"; // without a sign
-        QTest::newRow("4294967295") << ""
-                                    << "-1";
-        for (const char* text : {"4294967296", "-2147483649", "1000000000000000000", "1e300", "2.5", "\"1\"", "true",
-                                 "null", "[1]", "{}"}) {
-            QTest::newRow(text) << ""
-                                << "";
-        }
-    }
+    void convertsNumbers_data() { addTable(QFINDTESTDATA("numbers.txt"), {"number", "mask"}); }
 
     void convertsNumbers()
     {

@@ -36,17 +36,6 @@ private slots:
         m_host.reset();
     }
 
-    void onlyRecordsInCallbacks()
-    {
-        m_host->perform(
-            u"hide item A, remove item C, add item D, lock item B, rename first scene New, signal refresh"_s);
-        QCOMPARE(m_received, 0);
-        QCOMPARE(itemsOf(*m_wrapper), u"ABC"_s);
-        m_queue.deliver();
-        QCOMPARE(m_received, 6);
-        QCOMPARE(itemsOf(*m_wrapper), u"DAB"_s);
-    }
-
     void ignoresOthers()
     {
         // Signals with another scene as their argument, and signals without arguments.
