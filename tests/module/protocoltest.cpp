@@ -129,7 +129,7 @@ private slots:
         setAll({u"streaming"_s, u"recording"_s, u"studioMode"_s}, {true, u"1"_s, QJsonValue(), QJsonArray {1}});
         setAll({u"sourceVisibles"_s, u"sourceLocks"_s, u"transitionDuration"_s}, {true, u"500"_s, 2.5, 1e300});
         setAll({u"sceneList"_s, u"currentScene"_s, u"previewScene"_s, u"transitionsList"_s, u"currentTransition"_s},
-               {u"main"_s, u"Main "_s, u"cut"_s, u""_s, 1});
+               {u"main"_s, u"Main "_s, u"Main\0x"_s, u"cut"_s, u""_s, 1});
         for (std::size_t i = 0; i < 8; ++i) { // the statistics are not to be written
             controller->set(statePropertyNames.at(i), 1);
         }

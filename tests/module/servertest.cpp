@@ -93,16 +93,19 @@ private slots:
         const auto failed = u"/NetworkConnection::readData failed/"_s + reported;
         QTest::addColumn<Ending>("ending");
         QTest::addColumn<QString>("logged");
-        QTest::newRow("peer closes") << Ending([](auto&, auto& peer) { peer.close(); }) << reported;
-        QTest::newRow("not a number") << Ending([](auto&, auto& peer) { peer.sendBytes("abcd"); })
-                                      << "Malformed expectant bytes: abcd\n"_L1 + failed;
-        QTest::newRow("not an object") << Ending([](auto&, auto& peer) { peer.sendBytes("0002[]0002{}"); })
-                                       << "Malformed json: []"_L1 + failed;
-        QTest::newRow("server stops") << Ending([](auto& server, auto& peer) {
+        const auto row = [](const char* name, const QString& logged, const Ending& ending) {
+            QTest::newRow(name) << ending << logged;
+        };
+        row("peer closes", reported, [](auto&, auto& peer) { peer.close(); });
+        row("not a number", "Malformed expectant bytes: abcd\n"_L1 + failed,
+            [](auto&, auto& peer) { peer.sendBytes("abcd"); });
+        row("not an object", "Malformed json: []"_L1 + failed,
+            [](auto&, auto& peer) { peer.sendBytes("0002[]0002{}"); });
+        row("server stops", reported, [](auto& server, auto& peer) {
             server->writeAll(QJsonObject {{"n"_L1, 1}});
             server->stop();
             QCOMPARE(peer.next(), (QJsonObject {{"n"_L1, 1}}));
-        }) << reported;
+        });
         const auto writeOn = [this](auto& server, auto&) {
             constexpr qint64 limit = 16'777'216;
             const QJsonObject json {{"a"_L1, QString(9000, u'a')}};
@@ -121,7 +124,7 @@ private slots:
 #else
         const auto unread = u"NetworkConnection::write failed, disconnecting/Deleting dead connection"_s;
 #endif
-        QTest::newRow("peer does not read") << Ending(writeOn) << unread;
+        row("peer does not read", unread, writeOn);
     }
 
     void endsConnection()
@@ -244,21 +247,6 @@ private slots:
         QVERIFY(!m_connections.at(0) && !m_connections.at(1) && m_connections.at(2));
         const QString each = u"Connection alive expired. Disconnecting!/Connection removed/"_s;
         QCOMPARE(takeLog(), each + each + "Deleting dead connection/Deleting dead connection"_L1);
-    }
-
-    void spacesIdlePasses()
-    {
-        FrozenClock clock;
-        const std::unique_ptr<Controller> controllers[] {connectController(), connectController()};
-        std::chrono::milliseconds waited {};
-        for (qsizetype i = 0; i < 2; ++i) { // the first is deleted in the nearest pass, the second in the one after it
-            controllers[i]->close();
-            for (waited = 0ms; m_connections.at(i); waited += 1ms) {
-                clock.advance(1ms);
-                QCoreApplication::processEvents();
-            }
-        }
-        QVERIFY2(waited >= 28ms && waited <= 32ms, qPrintable(QString::number(waited.count()))); // 30 ms, coarse
     }
 
     void survivesPauses()

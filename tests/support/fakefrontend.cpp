@@ -231,9 +231,16 @@ bool obs_frontend_recording_active() { return onMainThread()->isRecording; }
 obs_output_t* obs_frontend_get_streaming_output() { return obs_output_get_ref(onMainThread()->streamingOutput); }
 obs_output_t* obs_frontend_get_recording_output() { return nullptr; }
 config_t* obs_frontend_get_profile_config() { return onMainThread()->profile; }
-
+obs_source_t* obs_frontend_get_current_preview_scene() { return onMainThread()->isStudioMode ? obs_source_get_ref(host->previewScene) : nullptr; }
+void obs_frontend_streaming_start() { switchOutput("stream", host->isStreaming, true, OBS_FRONTEND_EVENT_STREAMING_STARTING); }
+void obs_frontend_streaming_stop() { switchOutput("stream", host->isStreaming, false, OBS_FRONTEND_EVENT_STREAMING_STARTING); }
+void obs_frontend_recording_start() { switchOutput("record", host->isRecording, true, OBS_FRONTEND_EVENT_RECORDING_STARTING); }
+void obs_frontend_recording_stop() { switchOutput("record", host->isRecording, false, OBS_FRONTEND_EVENT_RECORDING_STARTING); }
+void obs_frontend_add_event_callback(obs_frontend_event_cb callback, void* data) { host->callbacks.emplace_back(callback, data); }
+void obs_frontend_remove_event_callback(obs_frontend_event_cb callback, void* data) { std::erase(host->callbacks, std::pair(callback, data)); }
 
 // The functions of an output. A real one would need OpenGL.
+obs_output_t* obs_output_get_ref(obs_output_t* output) { if (output) { ++output->references; } return output; }
 void obs_output_release(obs_output_t* output) { if (output) { --output->references; } }
 bool obs_output_active(const obs_output_t* output) { return output != nullptr; }
 float obs_output_get_congestion(obs_output_t* output) { return output ? output->congestion : 0; }
@@ -243,29 +250,6 @@ video_t* obs_output_video(const obs_output_t* output) { return reinterpret_cast<
 uint64_t video_output_get_frame_time(const video_t* video) { return reinterpret_cast<const obs_output_t*>(video)->frameTime_ns; }
 
 // clang-format on
-
-obs_output_t* obs_output_get_ref(obs_output_t* output)
-{
-    if (output) {
-        ++output->references;
-    }
-    return output;
-}
-
-void obs_frontend_add_event_callback(obs_frontend_event_cb callback, void* data)
-{
-    host->callbacks.emplace_back(callback, data);
-}
-
-void obs_frontend_remove_event_callback(obs_frontend_event_cb callback, void* data)
-{
-    std::erase(host->callbacks, std::pair(callback, data));
-}
-
-obs_source_t* obs_frontend_get_current_preview_scene()
-{
-    return onMainThread()->isStudioMode ? obs_source_get_ref(host->previewScene) : nullptr;
-}
 
 void obs_frontend_set_current_scene(obs_source_t* scene)
 {
@@ -330,24 +314,4 @@ void obs_frontend_preview_program_trigger_transition()
 {
     note("trigger", host->currentTransition);
     std::swap(host->currentScene, host->previewScene);
-}
-
-void obs_frontend_streaming_start()
-{
-    switchOutput("stream", host->isStreaming, true, OBS_FRONTEND_EVENT_STREAMING_STARTING);
-}
-
-void obs_frontend_streaming_stop()
-{
-    switchOutput("stream", host->isStreaming, false, OBS_FRONTEND_EVENT_STREAMING_STARTING);
-}
-
-void obs_frontend_recording_start()
-{
-    switchOutput("record", host->isRecording, true, OBS_FRONTEND_EVENT_RECORDING_STARTING);
-}
-
-void obs_frontend_recording_stop()
-{
-    switchOutput("record", host->isRecording, false, OBS_FRONTEND_EVENT_RECORDING_STARTING);
 }
