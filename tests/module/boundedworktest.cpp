@@ -9,23 +9,15 @@ using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 // Requests and changes that cost more than one turn of the event loop, and controllers that do not read.
-class BoundedWorkTest : public QObject
+class BoundedWorkTest : public ProtocolFixtureTest
 {
     Q_OBJECT
 
 private slots:
 
-    void initTestCase() { QVERIFY2(ObsRuntime::start(), "libobs did not start; is there a display?"); }
-
-    void cleanupTestCase() { QCOMPARE(ObsRuntime::stop(), 0); }
-
-    void init() { m_fixture = std::make_unique<ProtocolFixture>(); }
-
-    void cleanup() { m_fixture.reset(); }
-
     void runsInSlices()
     {
-        // Work that never ends takes turns with everything else, and only one run is ever outstanding.
+        // Long work takes turns with everything else, and only one run is ever outstanding.
         int runs = 0;
         SlicedTask task([&] {
             if (++runs <= 3) {
@@ -38,10 +30,11 @@ private slots:
         task.schedule();
         QVERIFY(!task.begin()); // what is outstanding goes first
         QCOMPARE(runs, 0);
-        for (const int expected : {1, 2, 3, 4, 4}) { // the last turn finds no work
+        for (int turn = 1; turn <= 20; ++turn) {
             QCoreApplication::processEvents();
-            QCOMPARE(runs, expected);
+            QVERIFY(turn > 3 || runs == turn);
         }
+        QVERIFY2(runs < 10, "it wakes the event loop without work");
     }
 
     void endsInItsOwnWork()
@@ -235,8 +228,6 @@ private:
     {
         return QJsonArray::fromVariantList(QVariantList(count, QJsonObject {{"name"_L1, "sceneList"_L1}}));
     }
-
-    std::unique_ptr<ProtocolFixture> m_fixture;
 };
 
 QTEST_MAIN(BoundedWorkTest)

@@ -9,19 +9,11 @@
 using namespace Qt::StringLiterals;
 
 // Requests, answers and notifications, seen by real controllers.
-class ProtocolTest : public QObject
+class ProtocolTest : public ProtocolFixtureTest
 {
     Q_OBJECT
 
 private slots:
-
-    void initTestCase() { QVERIFY2(ObsRuntime::start(), "libobs did not start; is there a display?"); }
-
-    void cleanupTestCase() { QCOMPARE(ObsRuntime::stop(), 0); }
-
-    void init() { m_fixture = std::make_unique<ProtocolFixture>(); }
-
-    void cleanup() { m_fixture.reset(); }
 
     void declaresSlotsInOrder()
     {
@@ -226,7 +218,7 @@ private slots:
         QFETCH(QString, script);
         const bool isForAnyThread = script.endsWith(u'!');
         for (int onOtherThread = 0; onOtherThread <= (isForAnyThread ? 1 : 0); ++onOtherThread) {
-            m_fixture.reset();
+            cleanup();
             init();
             const auto first = m_fixture->controller();
             const auto second = m_fixture->controller();
@@ -351,8 +343,6 @@ private:
             QCOMPARE(controller.read(u"sourceVisibles"_s), QJsonValue(mask));
         }
     }
-
-    std::unique_ptr<ProtocolFixture> m_fixture;
 };
 
 QTEST_MAIN(ProtocolTest)

@@ -60,3 +60,22 @@ public:
     NetworkServer server {nullptr};
     ProtocolAdapter adapter {&server};
 };
+
+// A test whose functions each have a new fixture.
+class ProtocolFixtureTest : public QObject
+{
+    Q_OBJECT
+
+protected slots:
+
+    void initTestCase() { QVERIFY2(ObsRuntime::start(), "libobs did not start; is there a display?"); }
+
+    void cleanupTestCase() { QCOMPARE(ObsRuntime::stop(), 0); }
+
+    void init() { m_fixture = std::make_unique<ProtocolFixture>(); }
+
+    void cleanup() { m_fixture.reset(); }
+
+protected:
+    std::unique_ptr<ProtocolFixture> m_fixture;
+};
