@@ -79,13 +79,13 @@ private slots:
         for (const bool isSendingShutDown : {false, true}) {
             const auto asker = m_fixture->longFrameController();
             asker->setReading(false);
-            asker->send({{"values"_L1, lists(200)}}, true); // several times what may ever be unsent
+            asker->send({{"values"_L1, lists(100)}}, true); // several times what may ever be unsent
             if (isSendingShutDown) {
                 asker->shutDownSending();
             }
             QTest::qWait(100); // the system's buffers fill
             asker->setReading(true);
-            for (int i = 0; i < 200; ++i) {
+            for (int i = 0; i < 100; ++i) {
                 QCOMPARE(Controller::namesIn(asker->next().value_or(QJsonObject())), u"sceneList"_s);
             }
             QTRY_COMPARE(asker->isConnected(), !isSendingShutDown);
@@ -206,7 +206,7 @@ private slots:
         while (controllers.size() < 60) {
             controllers.push_back(m_fixture->longFrameController());
             controllers.back()->setReading(false);
-            controllers.back()->send({{"values"_L1, lists(200)}}, true);
+            controllers.back()->send({{"values"_L1, lists(100)}}, true);
         }
         const auto unsent_bytes = [this] {
             const auto connections = m_fixture->server.connections();
