@@ -11,21 +11,11 @@
 #include <QJsonDocument>
 #include <QNetworkProxy>
 
-#include <algorithm>
 #include <chrono>
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
 constexpr std::chrono::milliseconds keepAliveInterval = NetworkLimits::aliveLimit * 3 / 10;
-
-QByteArray message(const QJsonArray& entries)
-{
-    return NetworkWriter::encode({{"values"_L1, entries}});
-}
-
-} // namespace
 
 const quint16 KestrelClient::minimumPort = ConfigFile::minimumPort;
 const quint16 KestrelClient::maximumPort = ConfigFile::maximumPort;
@@ -55,8 +45,18 @@ KestrelClient::KestrelClient(QObject* parent)
     m_socket.setProxy(QNetworkProxy::NoProxy);
     m_keepAliveTimer.setInterval(keepAliveInterval);
     connect(&m_socket, &QTcpSocket::connected, this, [this] { deviceConnected(&m_socket); });
-    connect(&m_socket, &QTcpSocket::disconnected, this, &KestrelClient::end);
-    connect(&m_socket, &QTcpSocket::errorOccurred, this, &KestrelClient::socketFailed);
+    connect(&m_socket, &QTcpSocket::disconnected, this, [this] {
+        if (isConnected()) {
+            dropConnection();
+            emit disconnected();
+        }
+    });
+    connect(&m_socket, &QTcpSocket::errorOccurred, this, [this](QAbstractSocket::SocketError error) {
+        // When the peer closes an established connection, disconnected() follows.
+        if (m_isConnecting || (isConnected() && error != QAbstractSocket::RemoteHostClosedError)) {
+            fail(m_socket.errorString());
+        }
+    });
     // A message without entries changes nothing and gets no answer.
     connect(&m_keepAliveTimer, &QTimer::timeout, this, [this] { send({}); });
 }
@@ -72,7 +72,7 @@ void KestrelClient::connectToPlugin(quint16 port)
     dropConnection();
     m_values.clear();
     m_isSynchronized = false;
-    m_state = State::Connecting;
+    m_isConnecting = true;
     m_socket.connectToHost(QHostAddress(QHostAddress::LocalHost), port);
 }
 
@@ -87,11 +87,11 @@ void KestrelClient::connectThrough(QIODevice* device)
 
 void KestrelClient::disconnectFromPlugin()
 {
-    if (m_state == State::Idle) {
+    if (!isConnected() && !m_isConnecting) {
         return;
     }
     if (m_device == &m_socket) {
-        m_state = State::Idle;
+        m_device = nullptr;
         m_keepAliveTimer.stop();
         m_socket.flush();
         m_socket.disconnectFromHost();
@@ -122,7 +122,7 @@ QJsonValue KestrelClient::value(const QString& name) const
 
 bool KestrelClient::send(const QJsonArray& entries)
 {
-    const QByteArray body = message(entries);
+    const QByteArray body = NetworkWriter::encode({{"values"_L1, entries}});
     if (!isConnected() || body.size() > m_writer->maximumBody_bytes()) {
         return false;
     }
@@ -137,28 +137,11 @@ void KestrelClient::deviceConnected(QIODevice* device)
     m_writer = std::make_unique<NetworkWriter>(device);
     connect(device, &QIODevice::readyRead, this, &KestrelClient::readFrames, Qt::UniqueConnection);
     connect(m_reader.get(), &NetworkReader::receivedJson, this, &KestrelClient::receive);
-    m_state = State::Connected;
+    m_isConnecting = false;
     m_keepAliveTimer.start();
     // The plug-in sends long frames to those that have sent one.
-    m_writer->writeLongFrame(message({}));
+    m_writer->writeLongFrame(NetworkWriter::encode({{"values"_L1, QJsonArray()}}));
     emit connected();
-}
-
-void KestrelClient::end()
-{
-    if (isConnected()) {
-        dropConnection();
-        emit disconnected();
-    }
-}
-
-void KestrelClient::socketFailed(QAbstractSocket::SocketError error)
-{
-    // When the peer closes an established connection, disconnected() follows.
-    if (m_state == State::Idle || (isConnected() && error == QAbstractSocket::RemoteHostClosedError)) {
-        return;
-    }
-    fail(m_socket.errorString());
 }
 
 void KestrelClient::readFrames()
@@ -208,14 +191,14 @@ void KestrelClient::fail(const QString& text)
     emit failed(text);
 }
 
-// Ends the connection at once and without a signal: the socket's own signals are ignored when idle.
+// Ends the connection at once and without a signal: the socket's own signals are ignored without one.
 void KestrelClient::dropConnection()
 {
-    m_state = State::Idle;
+    m_isConnecting = false;
     m_keepAliveTimer.stop();
-    m_socket.abort();
     if (m_device) {
         disconnect(m_device, &QIODevice::readyRead, this, &KestrelClient::readFrames);
         m_device = nullptr;
     }
+    m_socket.abort();
 }

@@ -61,7 +61,7 @@ public:
     // The latest value; undefined when none has arrived over this connection.
     QJsonValue value(const QString& name) const;
 
-    bool isConnected() const { return m_state == State::Connected; }
+    bool isConnected() const { return !m_device.isNull(); }
 
     // Every property of the full state has arrived. Stays true after the connection has ended.
     bool isSynchronized() const { return m_isSynchronized; }
@@ -77,15 +77,7 @@ signals:
     void valueChanged(const QString& name, const QJsonValue& value);
 
 private:
-    enum class State {
-        Idle,
-        Connecting,
-        Connected,
-    };
-
-    void socketFailed(QAbstractSocket::SocketError error);
     void deviceConnected(QIODevice* device);
-    void end();
     void readFrames();
     void receive(const QJsonObject& message);
     void fail(const QString& text);
@@ -93,11 +85,11 @@ private:
     bool send(const QJsonArray& entries);
 
     QTcpSocket m_socket;
-    QPointer<QIODevice> m_device; // of the present connection
+    QPointer<QIODevice> m_device; // while connected
     std::unique_ptr<NetworkReader> m_reader;
     std::unique_ptr<NetworkWriter> m_writer;
     QTimer m_keepAliveTimer;
-    State m_state = State::Idle;
+    bool m_isConnecting = false;
     QHash<QString, QJsonValue> m_values;
     bool m_isSynchronized = false;
 };

@@ -8,24 +8,22 @@ using namespace Qt::StringLiterals;
 KestrelSession::KestrelSession(std::chrono::milliseconds timeout)
     : m_timeout(timeout)
 {
-    connect(&m_client, &KestrelClient::failed, this, [this](const QString& text) {
+    const auto end = [this](const QString& text) {
         m_errorString = text;
-        recheck();
-    });
-    connect(&m_client, &KestrelClient::disconnected, this, [this] {
-        m_errorString = u"the plug-in closed the connection"_s;
-        recheck();
-    });
+        emit stateChanged();
+    };
+    connect(&m_client, &KestrelClient::failed, this, end);
+    connect(&m_client, &KestrelClient::disconnected, this, [end] { end(u"the plug-in closed the connection"_s); });
     // Queued: conditions can depend on what other slots of these signals store.
-    connect(&m_client, &KestrelClient::synchronized, this, &KestrelSession::recheck, Qt::QueuedConnection);
-    connect(&m_client, &KestrelClient::valueChanged, this, &KestrelSession::recheck, Qt::QueuedConnection);
+    connect(&m_client, &KestrelClient::synchronized, this, &KestrelSession::stateChanged, Qt::QueuedConnection);
+    connect(&m_client, &KestrelClient::valueChanged, this, &KestrelSession::stateChanged, Qt::QueuedConnection);
 }
 
-bool KestrelSession::open(quint16 port, std::chrono::milliseconds limit)
+bool KestrelSession::open(quint16 port, std::optional<std::chrono::milliseconds> limit)
 {
     m_errorString.clear();
     m_client.connectToPlugin(port);
-    if (waitFor([this] { return m_client.isSynchronized(); }, limit)) {
+    if (waitFor([this] { return m_client.isSynchronized(); }, limit.value_or(m_timeout))) {
         return true;
     }
     if (m_errorString.isEmpty()) {

@@ -25,13 +25,13 @@ public:
 
     StudioState state() const { return StudioState(m_client); }
 
-    // Connects and receives the full state. When false, errorString() gives the reason; it can be tried again.
-    [[nodiscard]] bool open(quint16 port = KestrelClient::configuredPort()) { return open(port, m_timeout); }
+    // Connects and receives the full state, within timeout() unless another limit is given. When false, errorString()
+    // gives the reason; it can be tried again.
+    [[nodiscard]] bool open(quint16 port = KestrelClient::configuredPort(),
+                            std::optional<std::chrono::milliseconds> limit = {});
 
-    [[nodiscard]] bool open(quint16 port, std::chrono::milliseconds limit);
-
-    // Runs an event loop until the condition is true. It is evaluated on every received value and on recheck(). False
-    // when the limit, if there is one, has passed or the connection has ended.
+    // Runs an event loop until the condition is true. It is evaluated on every received value and on stateChanged().
+    // False when the limit, if there is one, has passed or the connection has ended.
     bool waitFor(const std::function<bool()>& condition, std::optional<std::chrono::milliseconds> limit);
 
     // Sends a get and waits for the values. False when the answer did not arrive; unknown names stay without a value.
@@ -39,8 +39,6 @@ public:
 
     // Why the connection ended; empty while there is one.
     const QString& errorString() const { return m_errorString; }
-
-    void recheck() { emit stateChanged(); }
 
 signals:
     void stateChanged();

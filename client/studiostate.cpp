@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "studiostate.h"
 
-#include "kestrelclient.h"
 #include "protocol/itemmask.h"
 
 using namespace Qt::StringLiterals;
@@ -21,47 +20,28 @@ QStringList names(const QJsonArray& list)
 
 const int StudioState::maskWidth_bits = ItemMask::width_bits;
 
-bool StudioState::isOn(const QString& property) const
-{
-    return m_client.value(property).toBool();
-}
-
-QString StudioState::programScene() const
-{
-    return m_client.value(u"currentScene"_s).toString();
-}
-
-QString StudioState::previewScene() const
-{
-    return m_client.value(u"previewScene"_s).toString();
-}
-
 QStringList StudioState::sceneNames() const
 {
     return names(scenes());
 }
 
-QJsonArray StudioState::scenes() const
+QJsonArray StudioState::sources(const QString& scene) const
 {
-    return m_client.value(u"sceneList"_s).toArray();
+    return scenes().at(sceneNames().indexOf(scene))["sourceList"_L1].toArray(); // no element at -1
 }
 
 QList<SceneItem> StudioState::items(const QString& scene) const
 {
     QList<SceneItem> items;
-    const QJsonArray list = scenes();
-    for (const QJsonValue element : list) {
-        if (element["name"_L1].toString() != scene) {
-            continue;
-        }
-        const QJsonArray sources = element["sourceList"_L1].toArray();
-        for (const QJsonValue source : sources) {
-            items.append(
-                {source["name"_L1].toString(), source["isVisible"_L1].toBool(), source["isLocked"_L1].toBool()});
-        }
-        break;
+    for (const QJsonValue source : sources(scene)) {
+        items.append({source["name"_L1].toString(), source["isVisible"_L1].toBool(), source["isLocked"_L1].toBool()});
     }
     return items;
+}
+
+QStringList StudioState::programItemNames() const
+{
+    return names(sources(programScene()));
 }
 
 QString StudioState::transition() const
@@ -79,11 +59,6 @@ QString StudioState::transition() const
 QStringList StudioState::transitionNames() const
 {
     return names(m_client.value(u"transitionsList"_s).toArray());
-}
-
-int StudioState::transitionDuration_ms() const
-{
-    return m_client.value(u"transitionDuration"_s).toInt();
 }
 
 qint32 StudioState::itemMask(const QList<bool>& items)

@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #pragma once
 
+#include "kestrelclient.h"
+
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QList>
-#include <QString>
-#include <QStringList>
-
-class KestrelClient;
 
 // An item of a scene.
 struct SceneItem
@@ -26,19 +23,27 @@ public:
     {}
 
     // A switch: "streaming", "recording", "studioMode".
-    bool isOn(const QString& property) const;
+    bool isOn(const QString& property) const { return m_client.value(property).toBool(); }
 
-    // Names of scenes; empty when there is none.
-    QString programScene() const;
-    QString previewScene() const; // outside studio mode it can be an earlier one
+    // Names of scenes; empty when there is none. Outside studio mode the preview scene can be an earlier one.
+    QString programScene() const { return m_client.value(QStringLiteral("currentScene")).toString(); }
+
+    QString previewScene() const { return m_client.value(QStringLiteral("previewScene")).toString(); }
 
     QStringList sceneNames() const;
-    QJsonArray scenes() const;
-    QList<SceneItem> items(const QString& scene) const; // top-most first
 
+    QJsonArray scenes() const { return m_client.value(QStringLiteral("sceneList")).toArray(); }
+
+    // Top-most first.
+    QList<SceneItem> items(const QString& scene) const;
+
+    QList<SceneItem> programItems() const { return items(programScene()); }
+
+    QStringList programItemNames() const;
     QString transition() const;
     QStringList transitionNames() const;
-    int transitionDuration_ms() const;
+
+    int transitionDuration_ms() const { return m_client.value(QStringLiteral("transitionDuration")).toInt(); }
 
     // The mask of "sourceVisibles" or "sourceLocks" for the program scene's items. It has 32 bits: items past the 32nd
     // share the bits of earlier ones, and the last of those that share a bit decides.
@@ -47,5 +52,7 @@ public:
     static const int maskWidth_bits;
 
 private:
+    QJsonArray sources(const QString& scene) const;
+
     const KestrelClient& m_client;
 };

@@ -5,11 +5,12 @@
 #include "format.h"
 
 #include <QDeadlineTimer>
-#include <QEventLoop>
+
+#include <thread>
+#include <utility>
 
 using namespace std::chrono_literals;
 using Format::Cell;
-using Terminal::Style;
 
 namespace {
 
@@ -17,27 +18,29 @@ namespace {
 constexpr std::chrono::milliseconds startTimeout = 60s;
 constexpr std::chrono::milliseconds retryInterval = 100ms;
 
+constexpr int minimumDuration_ms = 50; // OBS's own limits
+constexpr int maximumDuration_ms = 20000;
+
 QStringList sceneLines(const StudioState& state, const QString& scene)
 {
-    QString title = Terminal::styled(Terminal::printable(scene), Style::Strong);
+    QString title = Terminal::styled(Terminal::printable(scene), Style::strong);
     if (scene == state.programScene()) {
-        title += Terminal::styled(u"  program"_s, Style::Program);
+        title += Terminal::styled(u"  program"_s, Style::program);
     }
     if (state.isOn(u"studioMode"_s) && scene == state.previewScene()) {
-        title += Terminal::styled(u"  preview"_s, Style::Preview);
+        title += Terminal::styled(u"  preview"_s, Style::preview);
     }
     QList<QList<Cell>> rows;
-    const QList<SceneItem> items = state.items(scene);
-    for (const SceneItem& item : items) {
+    for (const SceneItem& item : state.items(scene)) {
         rows.append({{"  "_L1 + QString::number(rows.size() + 1)},
-                     {item.name, item.isVisible ? Style::Plain : Style::Faint},
-                     {item.isVisible ? QString() : u"hidden"_s, Style::Faint},
-                     {item.isLocked ? u"locked"_s : QString(), Style::Faint}});
+                     {item.name, item.isVisible ? Style::plain : Style::faint},
+                     {item.isVisible ? QString() : u"hidden"_s, Style::faint},
+                     {item.isLocked ? u"locked"_s : QString(), Style::faint}});
     }
     return QStringList {title} + Format::table(rows);
 }
 
-Result values(KestrelSession& session, const QStringList& names)
+Result values(KestrelSession& session, const QStringList& names, bool withItems = false)
 {
     // The full state was received just now. What it contains is not read again: OBS measures the CPU usage from one
     // reading to the next, which would be too short.
@@ -51,10 +54,14 @@ Result values(KestrelSession& session, const QStringList& names)
     QList<QList<Cell>> rows;
     for (const QString& name : names) {
         if (client.value(name).isUndefined()) {
-            return Commands::unknownName(u"there is no property"_s, name, Commands::propertyNames());
+            throw Commands::unknownName(u"there is no property"_s, name, Commands::propertyNames());
         }
         result.json.append(Format::json(client, name));
-        rows.append({{name, Style::Strong}, {Format::value(client, name)}});
+        QString title = name;
+        const bool isInFull = withItems && name == "sceneList"_L1;
+        for (const QString& text : isInFull ? Format::scenes(client) : QStringList {Format::value(client, name)}) {
+            rows.append({{std::exchange(title, {}), Style::strong}, {text}});
+        }
     }
     result.lines = names.size() == 1 ? QStringList {rows[0][1].text} : Format::table(rows);
     return result;
@@ -63,6 +70,22 @@ Result values(KestrelSession& session, const QStringList& names)
 } // namespace
 
 namespace Commands {
+
+qint64 number(const QString& text, qint64 minimum, qint64 maximum, const QString& error)
+{
+    bool isNumber = false;
+    const qint64 number = text.toLongLong(&isNumber);
+    if (!isNumber || number < minimum || number > maximum) {
+        throw Result::usageError(error);
+    }
+    return number;
+}
+
+int duration_ms(const QString& text)
+{
+    const QString error = u"a transition takes %1 to %2 ms"_s.arg(minimumDuration_ms).arg(maximumDuration_ms);
+    return static_cast<int>(number(text, minimumDuration_ms, maximumDuration_ms, error));
+}
 
 Result unconnected(const KestrelSession& session, quint16 port)
 {
@@ -101,11 +124,9 @@ Result version(KestrelSession& /*session*/, const Invocation& /*invocation*/)
 Result wait(KestrelSession& session, const Invocation& invocation)
 {
     const QDeadlineTimer deadline(invocation.timeout.value_or(startTimeout));
-    while (!session.open(invocation.port, std::chrono::milliseconds(deadline.remainingTime()))) {
-        QEventLoop pause;
-        QTimer::singleShot(std::min(retryInterval, std::chrono::milliseconds(deadline.remainingTime())), &pause,
-                           &QEventLoop::quit);
-        pause.exec();
+    const auto remaining = [&] { return std::chrono::milliseconds(deadline.remainingTime()); };
+    while (!session.open(invocation.port, remaining())) {
+        std::this_thread::sleep_for(std::min(retryInterval, remaining()));
         if (deadline.hasExpired()) {
             return unconnected(session, invocation.port);
         }
@@ -115,33 +136,13 @@ Result wait(KestrelSession& session, const Invocation& invocation)
 
 Result get(KestrelSession& session, const Invocation& invocation)
 {
-    return values(session, invocation.words);
-}
-
-Result current(KestrelSession& session, const Invocation& invocation)
-{
-    return values(session, {invocation.command->property});
+    const QString property = invocation.command->property;
+    return values(session, property.isEmpty() ? invocation.words : QStringList {property});
 }
 
 Result state(KestrelSession& session, const Invocation& /*invocation*/)
 {
-    Result result = values(session, propertyNames());
-    if (result.status != ExitStatus::done) {
-        return result;
-    }
-    QList<QList<Cell>> rows;
-    for (const QString& name : propertyNames()) {
-        if (name != "sceneList"_L1) {
-            rows.append({{name, Style::Strong}, {Format::value(session.client(), name)}});
-            continue;
-        }
-        const QJsonArray scenes = session.state().scenes();
-        for (qsizetype i = 0; i < scenes.size(); ++i) {
-            rows.append({{i == 0 ? name : QString(), Style::Strong}, {Format::scene(scenes[i].toObject())}});
-        }
-    }
-    result.lines = Format::table(rows);
-    return result;
+    return values(session, propertyNames(), true);
 }
 
 Result scenes(KestrelSession& session, const Invocation& /*invocation*/)
@@ -151,18 +152,6 @@ Result scenes(KestrelSession& session, const Invocation& /*invocation*/)
         result.lines += sceneLines(session.state(), name);
     }
     return result;
-}
-
-Result transitions(KestrelSession& session)
-{
-    const StudioState state = session.state();
-    QList<QList<Cell>> rows;
-    for (const QString& name : state.transitionNames()) {
-        const bool isCurrent = name == state.transition();
-        rows.append({{name, isCurrent ? Style::Strong : Style::Plain},
-                     {isCurrent ? u"current, %1 ms"_s.arg(state.transitionDuration_ms()) : QString(), Style::Preview}});
-    }
-    return {.lines = Format::table(rows), .json = {Format::json(session.client(), u"transitionsList"_s)}};
 }
 
 } // namespace Commands

@@ -6,136 +6,49 @@
 
 #include <QTime>
 
+#include <atomic>
 #include <csignal>
 #include <utility>
 
-#ifdef Q_OS_WIN
-#include <atomic>
-#else
-#include <QSocketNotifier>
-
-#include <unistd.h>
-#endif
-
 using namespace std::chrono_literals;
-using Terminal::Style;
 
 namespace {
 
 // Statistics are not pushed.
 constexpr std::chrono::milliseconds statisticsInterval = 1s;
 
+// How often the program looks for a signal, and whether its output still has a reader.
+constexpr std::chrono::milliseconds endInterval = 100ms;
+
 constexpr qsizetype nameColumns = 20;
 
-// runUntilInterrupted() runs until Ctrl-C, or until the connection ends, as it does with OBS; both are success.
-#ifdef Q_OS_WIN
-std::atomic<KestrelSession*> interruptedSession = nullptr;
 std::atomic<bool> isInterrupted = false;
 
 // Windows runs it on a thread of its own.
-extern "C" void reportSignal(int /*number*/)
+extern "C" void interrupt(int /*number*/)
 {
     isInterrupted = true;
-    QMetaObject::invokeMethod(interruptedSession, &KestrelSession::recheck, Qt::QueuedConnection);
 }
 
-Result runUntilInterrupted(KestrelSession& session)
+// Requests the statistics again and again until Ctrl-C, or until the connection ends, as it does with OBS; both are
+// success.
+Result runUntilInterrupted(KestrelSession& session, const QStringList& statistics)
 {
-    interruptedSession = &session;
-    std::signal(SIGINT, reportSignal);
-    return session.waitFor([] { return isInterrupted.load(); }, std::nullopt) ? Result()
-                                                                              : Result {.error = session.errorString()};
-}
-#else
-int signalPipe[2] = {};
-
-extern "C" void writeSignal(int /*number*/)
-{
-    static_cast<void>(!write(signalPipe[1], "", 1));
-}
-
-Result runUntilInterrupted(KestrelSession& session)
-{
-    bool isInterrupted = false;
-    if (pipe(signalPipe) != 0) {
-        return Result::failure(u"no pipe for signals: %1"_s.arg(qt_error_string()));
-    }
-    std::signal(SIGINT, writeSignal);
-    std::signal(SIGTERM, writeSignal);
-    const QSocketNotifier signalNotifier(signalPipe[0], QSocketNotifier::Read);
-    QObject::connect(&signalNotifier, &QSocketNotifier::activated, &session, [&] {
-        isInterrupted = true;
-        session.recheck();
-    });
-    // A pipe reports the end of its reader as an error.
-    QSocketNotifier readerNotifier(STDOUT_FILENO, QSocketNotifier::Exception);
-    readerNotifier.setEnabled(Terminal::isPipe());
-    QObject::connect(&readerNotifier, &QSocketNotifier::activated, &session, &Terminal::endWithoutReader);
-    return session.waitFor([&] { return isInterrupted; }, std::nullopt) ? Result()
-                                                                        : Result {.error = session.errorString()};
-}
-#endif
-
-// Requests the statistics again and again for as long as the timer lives.
-void poll(QTimer& timer, KestrelClient& client, const QStringList& statistics)
-{
-    QObject::connect(&timer, &QTimer::timeout, &client,
-                     [&client, statistics] { static_cast<void>(client.get(statistics)); });
+    std::signal(SIGINT, interrupt);
+    std::signal(SIGTERM, interrupt);
+    QTimer endTimer;
+    QObject::connect(&endTimer, &QTimer::timeout, &session, &Terminal::endWithoutReader);
+    QObject::connect(&endTimer, &QTimer::timeout, &session, &KestrelSession::stateChanged);
+    endTimer.start(endInterval);
+    QTimer statisticsTimer;
+    QObject::connect(&statisticsTimer, &QTimer::timeout, &session,
+                     [&] { static_cast<void>(session.client().get(statistics)); });
     if (!statistics.isEmpty()) {
-        timer.start(statisticsInterval);
+        statisticsTimer.start(statisticsInterval);
     }
+    session.waitFor([] { return isInterrupted.load(); }, std::nullopt);
+    return {.error = session.errorString()};
 }
-
-class ChangePrinter
-{
-public:
-    ChangePrinter(KestrelSession& session, bool isJson)
-        : m_session(session)
-        , m_isJson(isJson)
-        , m_sceneTexts(sceneTexts())
-    {
-        for (const QString& name : Format::statisticNames()) {
-            m_texts[name] = Format::value(m_session.client(), name);
-        }
-    }
-
-    void print(const QString& name)
-    {
-        const KestrelClient& client = m_session.client();
-        const QString text = name == "sceneList"_L1 ? sceneListChange() : Format::value(client, name);
-        if (std::exchange(m_texts[name], text) == text && Format::statisticNames().contains(name)) {
-            return; // the answer to a poll, with the value that was printed before
-        }
-        const QString time = Terminal::styled(QTime::currentTime().toString(u"HH:mm:ss.zzz"_s), Style::Faint);
-        const QString title = Terminal::styled(Terminal::padded(name, nameColumns), Style::Strong);
-        Terminal::print({.lines = {time + "  "_L1 + title + text}, .json = {Format::json(client, name)}}, m_isJson);
-    }
-
-private:
-    QStringList sceneTexts() const
-    {
-        QStringList texts;
-        const QJsonArray scenes = m_session.state().scenes();
-        for (const QJsonValue scene : scenes) {
-            texts.append(Format::scene(scene.toObject()));
-        }
-        return texts;
-    }
-
-    // The scenes whose text has changed; the names of all scenes if only their order or nothing has changed.
-    QString sceneListChange()
-    {
-        const QStringList before = std::exchange(m_sceneTexts, sceneTexts());
-        QStringList changed = m_sceneTexts;
-        changed.removeIf([&](const QString& text) { return before.contains(text); });
-        return changed.isEmpty() ? Format::value(m_session.client(), u"sceneList"_s) : changed.join("; "_L1);
-    }
-
-    KestrelSession& m_session;
-    const bool m_isJson;
-    QStringList m_sceneTexts;        // as last printed
-    QHash<QString, QString> m_texts; // of each property, as last printed
-};
 
 } // namespace
 
@@ -148,20 +61,37 @@ Result watch(KestrelSession& session, const Invocation& invocation)
     if (before.status != ExitStatus::done) {
         return before;
     }
-    before.lines.append(Terminal::styled(u"-- printing changes until Ctrl-C"_s, Style::Faint));
+    before.lines.append(Terminal::styled(u"-- printing changes until Ctrl-C"_s, Style::faint));
     Terminal::print(before, invocation.isJson);
 
-    ChangePrinter printer(session, invocation.isJson);
+    const KestrelClient& client = session.client();
     QStringList statistics = Format::statisticNames();
     statistics.removeIf([&](const QString& name) { return !names.contains(name); });
-    QTimer timer;
-    QObject::connect(&session.client(), &KestrelClient::valueChanged, &timer, [&](const QString& name) {
-        if (names.isEmpty() || names.contains(name)) {
-            printer.print(name);
+    QStringList scenes = Format::scenes(client);
+    QHash<QString, QString> texts; // of the statistics, as last printed
+    for (const QString& name : std::as_const(statistics)) {
+        texts[name] = Format::value(client, name);
+    }
+    const QObject context;
+    QObject::connect(&client, &KestrelClient::valueChanged, &context, [&](const QString& name) {
+        QString text = Format::value(client, name);
+        const bool isUnchanged = statistics.contains(name) && std::exchange(texts[name], text) == text;
+        if (isUnchanged || !(names.isEmpty() || names.contains(name))) {
+            return;
         }
+        if (name == "sceneList"_L1) {
+            // The scenes whose text has changed; the names of all scenes if only their order or nothing has changed.
+            const QStringList previous = std::exchange(scenes, Format::scenes(client));
+            QStringList changed = scenes;
+            changed.removeIf([&](const QString& scene) { return previous.contains(scene); });
+            text = changed.isEmpty() ? text : changed.join("; "_L1);
+        }
+        const QString time = Terminal::styled(QTime::currentTime().toString(u"HH:mm:ss.zzz"_s), Style::faint);
+        const QString title = Terminal::styled(name.leftJustified(nameColumns), Style::strong);
+        Terminal::print({.lines = {time + "  "_L1 + title + text}, .json = {Format::json(client, name)}},
+                        invocation.isJson);
     });
-    poll(timer, session.client(), statistics);
-    return runUntilInterrupted(session);
+    return runUntilInterrupted(session, statistics);
 }
 
 Result stats(KestrelSession& session, const Invocation& invocation)
@@ -174,10 +104,11 @@ Result stats(KestrelSession& session, const Invocation& invocation)
         return Format::statistics(client);
     }
     Terminal::print(Format::statistics(client), invocation.isJson);
-    QTimer timer;
-    QObject::connect(&client, &KestrelClient::valueChanged, &timer, [&](const QString& name) {
+    const QStringList names = Format::statisticNames();
+    const QObject context;
+    QObject::connect(&client, &KestrelClient::valueChanged, &context, [&](const QString& name) {
         // The statistics arrive in one answer, in their order: it ends with the last.
-        if (name != Format::statisticNames().last()) {
+        if (name != names.last()) {
             return;
         }
         Result result = Format::statistics(client);
@@ -188,8 +119,7 @@ Result stats(KestrelSession& session, const Invocation& invocation)
             Terminal::print(result, invocation.isJson);
         }
     });
-    poll(timer, session.client(), Format::statisticNames());
-    return runUntilInterrupted(session);
+    return runUntilInterrupted(session, names);
 }
 
 } // namespace Commands

@@ -1,14 +1,10 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "format.h"
 
-#include "client/studiostate.h"
-
 #include <algorithm>
-#include <array>
 
 using namespace Qt::StringLiterals;
 using Terminal::printable;
-using Terminal::Style;
 
 namespace {
 
@@ -18,69 +14,36 @@ struct Statistic
 {
     QLatin1StringView title;
     QLatin1StringView name;
+    QLatin1StringView output {}; // the switch of the output that it belongs to
 };
 
-constexpr std::array<Statistic, 9> shownStatistics {{
+constexpr Statistic shownStatistics[] {
     {"CPU"_L1, "cpuUsage"_L1},
     {"Memory"_L1, "memoryUsage"_L1},
     {"Free disk"_L1, "freeDisk"_L1},
     {"Frame rate"_L1, "fps"_L1},
-    {"Recording"_L1, "recordingTime"_L1},
-    {"Streaming"_L1, "streamingTime"_L1},
+    {"Recording"_L1, "recordingTime"_L1, "recording"_L1},
+    {"Streaming"_L1, "streamingTime"_L1, "streaming"_L1},
     {"Frames sent"_L1, "totalFrames"_L1},
     {"Frames dropped"_L1, "droppedFrames"_L1},
     {"Congestion"_L1, "congestion"_L1},
-}};
+};
 
-QString nameOf(const QJsonValue& object)
+// With the marks that are not empty in parentheses.
+QString marked(const QString& text, QStringList marks)
 {
-    return printable(object["name"_L1].toString());
-}
-
-QString withMarks(QString text, const QStringList& marks)
-{
-    if (!marks.isEmpty()) {
-        text += " ("_L1 + marks.join(", "_L1) + ')'_L1;
-    }
-    return text;
-}
-
-QString transitions(const QJsonArray& list)
-{
-    QStringList texts;
-    for (const QJsonValue element : list) {
-        QStringList marks;
-        if (element["isCurrent"_L1].toBool()) {
-            marks.append(u"current, %1 ms"_s.arg(element["duration"_L1].toInt()));
-        }
-        texts.append(withMarks(nameOf(element), marks));
-    }
-    return texts.join(", "_L1);
+    marks.removeAll(QString());
+    return printable(marks.isEmpty() ? text : u"%1 (%2)"_s.arg(text, marks.join(", "_L1)));
 }
 
 // With the names of the program scene's items whose bit is set.
-QString mask(const KestrelClient& client, qint32 mask)
+QString maskText(const KestrelClient& client, qint32 mask)
 {
-    const StudioState state(client);
-    const QList<SceneItem> items = state.items(state.programScene());
-    QStringList set;
-    for (qsizetype i = 0; i < items.size(); ++i) {
-        if (StudioState::isSet(mask, i)) {
-            set.append(printable(items[i].name));
-        }
+    QStringList names = StudioState(client).programItemNames();
+    for (qsizetype i = 0; i < names.size(); ++i) {
+        names[i] = StudioState::isSet(mask, i) ? names[i] : QString();
     }
-    return withMarks(QString::number(mask), set);
-}
-
-// Highlights running outputs and dropped frames.
-Style styleOf(const KestrelClient& client, QLatin1StringView name, const QString& text)
-{
-    const StudioState state(client);
-    if ((name == "recordingTime"_L1 && state.isOn(u"recording"_s))
-        || (name == "streamingTime"_L1 && state.isOn(u"streaming"_s))) {
-        return Style::Program;
-    }
-    return name == "droppedFrames"_L1 && text != "0"_L1 ? Style::Alert : Style::Plain;
+    return marked(QString::number(mask), names);
 }
 
 } // namespace
@@ -98,55 +61,52 @@ QStringList table(const QList<QList<Cell>>& rows)
     }
     QStringList lines;
     for (const QList<Cell>& row : rows) {
-        qsizetype size = row.size();
-        while (size > 0 && row[size - 1].text.isEmpty()) {
-            --size;
-        }
         QString line;
-        for (qsizetype i = 0; i < size; ++i) {
-            const qsizetype columns = i + 1 < size ? widths[i] + gap_columns : 0;
-            line += Terminal::styled(Terminal::padded(printable(row[i].text), columns), row[i].style);
+        qsizetype blanks = 0; // before the next cell that is not empty
+        for (qsizetype i = 0; i < row.size(); ++i) {
+            const QString text = printable(row[i].text);
+            if (!text.isEmpty()) {
+                line += QString(std::exchange(blanks, 0), u' ') + Terminal::styled(text, row[i].style);
+            }
+            blanks += widths[i] - Terminal::columnsOf(text) + gap_columns;
         }
         lines.append(line);
     }
     return lines;
 }
 
-QString scene(const QJsonObject& scene)
+QStringList scenes(const KestrelClient& client)
 {
-    QStringList items;
-    const QJsonArray elements = scene["sourceList"_L1].toArray();
-    for (const QJsonValue element : elements) {
-        QStringList marks;
-        if (!element["isVisible"_L1].toBool()) {
-            marks.append(u"hidden"_s);
+    QStringList scenes;
+    for (const QJsonValue scene : StudioState(client).scenes()) {
+        QStringList items;
+        for (const QJsonValue item : scene["sourceList"_L1].toArray()) {
+            const QString hidden = item["isVisible"_L1].toBool() ? QString() : u"hidden"_s;
+            const QString locked = item["isLocked"_L1].toBool() ? u"locked"_s : QString();
+            items.append(marked(item["name"_L1].toString(), {hidden, locked}));
         }
-        if (element["isLocked"_L1].toBool()) {
-            marks.append(u"locked"_s);
-        }
-        items.append(withMarks(nameOf(element), marks));
+        const QString current = scene["isCurrent"_L1].toBool() ? u"current"_s : QString();
+        scenes.append(marked(scene["name"_L1].toString(), {current}) + ": "_L1
+                      + (items.isEmpty() ? u"no items"_s : items.join(", "_L1)));
     }
-    const QStringList marks = scene["isCurrent"_L1].toBool() ? QStringList {u"current"_s} : QStringList();
-    return withMarks(nameOf(scene), marks) + ": "_L1 + (items.isEmpty() ? u"no items"_s : items.join(", "_L1));
+    return scenes;
 }
 
 QString value(const KestrelClient& client, const QString& name)
 {
     const QJsonValue value = client.value(name);
     if (value.isDouble() && (name == "sourceVisibles"_L1 || name == "sourceLocks"_L1)) {
-        return mask(client, static_cast<qint32>(value.toInteger()));
+        return maskText(client, static_cast<qint32>(value.toInteger()));
     }
     if (name == "transitionDuration"_L1) {
         return QString::number(value.toInteger()) + " ms"_L1;
     }
-    if (name == "transitionsList"_L1) {
-        return transitions(value.toArray());
-    }
     if (value.isArray()) {
         QStringList names;
-        const QJsonArray elements = value.toArray();
-        for (const QJsonValue element : elements) {
-            names.append(nameOf(element));
+        for (const QJsonValue element : value.toArray()) {
+            const bool isMarked = name == "transitionsList"_L1 && element["isCurrent"_L1].toBool();
+            const QString mark = u"current, %1 ms"_s.arg(element["duration"_L1].toInt());
+            names.append(marked(element["name"_L1].toString(), {isMarked ? mark : QString()}));
         }
         return names.join(", "_L1);
     }
@@ -175,19 +135,16 @@ Result statistics(const KestrelClient& client)
 {
     Result result;
     QList<QList<Cell>> rows;
-    for (const Statistic& statistic : shownStatistics) {
-        const QString text = value(client, statistic.name);
-        rows.append({{statistic.title, Style::Strong}, {text, styleOf(client, statistic.name, text)}});
-        result.json.append(json(client, statistic.name));
+    for (const auto& [title, name, output] : shownStatistics) {
+        const QString text = value(client, name);
+        const bool isAlert = name == "droppedFrames"_L1 && text != "0"_L1;
+        const bool isRunning = StudioState(client).isOn(output);
+        const QLatin1StringView style = isAlert ? Style::alert : isRunning ? Style::program : Style::plain;
+        rows.append({{title, Style::strong}, {text, style}});
+        result.json.append(json(client, name));
     }
     result.lines = table(rows);
     return result;
-}
-
-QString switchText(const QString& property, bool on)
-{
-    const QString title = property == "studioMode"_L1 ? u"Studio mode"_s : property.left(1).toUpper() + property.mid(1);
-    return title + (on ? " is on"_L1 : " is off"_L1);
 }
 
 } // namespace Format

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #pragma once
 
-#include "client/kestrelclient.h"
+#include "client/studiostate.h"
 #include "terminal.h"
 
 // Values of properties as text for a person. Names from OBS are made printable.
@@ -10,14 +10,14 @@ namespace Format {
 struct Cell
 {
     QString text;
-    Terminal::Style style = Terminal::Style::Plain;
+    QLatin1StringView style {};
 };
 
 // One line per row, with aligned columns.
 QStringList table(const QList<QList<Cell>>& rows);
 
-// "Interview: Lower third, Guest (hidden), Host (locked)"; the current scene is marked.
-QString scene(const QJsonObject& scene);
+// "Interview: Lower third, Guest (hidden), Host (locked)" for each scene; the current scene is marked.
+QStringList scenes(const KestrelClient& client);
 
 // The latest value of a property in one line; masks show the names of the items too.
 QString value(const KestrelClient& client, const QString& name);
@@ -28,8 +28,5 @@ QJsonObject json(const KestrelClient& client, const QString& name);
 // The statistics, which are sent on request only, and their latest values.
 QStringList statisticNames();
 Result statistics(const KestrelClient& client);
-
-// "Recording is on"
-QString switchText(const QString& property, bool on);
 
 } // namespace Format

@@ -2,7 +2,6 @@
 //
 // kestrelctl, the controller for the command line.
 #include "arguments.h"
-#include "terminal.h"
 
 #include <QCoreApplication>
 
@@ -11,19 +10,6 @@
 
 #include <langinfo.h>
 #endif
-
-namespace {
-
-Result run(const Invocation& invocation)
-{
-    KestrelSession session(invocation.timeout.value_or(KestrelSession::defaultTimeout));
-    if (!invocation.command->isOffline() && !session.open(invocation.port)) {
-        return Commands::unconnected(session, invocation.port);
-    }
-    return invocation.command->run(session, invocation);
-}
-
-} // namespace
 
 int main(int argc, char* argv[])
 {
@@ -36,9 +22,20 @@ int main(int argc, char* argv[])
 #endif
     const QCoreApplication application(argc, argv);
 
-    const auto parsed = Arguments::parse(QCoreApplication::arguments().mid(1));
-    const auto* const invocation = std::get_if<Invocation>(&parsed);
-    const Result result = invocation != nullptr ? run(*invocation) : std::get<Result>(parsed);
-    Terminal::print(result, invocation != nullptr && invocation->isJson);
-    return Terminal::close() ? result.status : ExitStatus::failed;
+    Result result;
+    bool isJson = false;
+    try {
+        const Invocation invocation = parseArguments(QCoreApplication::arguments().mid(1));
+        isJson = invocation.isJson;
+        KestrelSession session(invocation.timeout.value_or(KestrelSession::defaultTimeout));
+        const bool isOffline = invocation.command->group == other || invocation.command->group == hidden;
+        if (!isOffline && !session.open(invocation.port)) {
+            throw Commands::unconnected(session, invocation.port);
+        }
+        result = invocation.command->run(session, invocation);
+    } catch (const Result& early) {
+        result = early;
+    }
+    Terminal::print(result, isJson);
+    return result.status;
 }

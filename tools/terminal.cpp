@@ -2,17 +2,19 @@
 #include "terminal.h"
 
 #include <QJsonDocument>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <numeric>
 
 #ifdef Q_OS_WIN
 #include <windows.h>
 #else
-#include <sys/stat.h>
+#include <poll.h>
 #include <unistd.h>
 #endif
 
@@ -23,6 +25,7 @@ namespace {
 #ifdef Q_OS_WIN
 // A stream that may lead to a console. A console takes UTF-16, whatever its code page is, and interprets escape
 // sequences while the program runs. It keeps its mode beyond the program's end, so the mode is restored.
+// These functions fail without effect on what is no console.
 class ConsoleStream
 {
 public:
@@ -30,26 +33,18 @@ public:
         : m_handle(GetStdHandle(number))
         , m_isConsole(GetConsoleMode(m_handle, &m_mode) != 0)
     {
-        if (m_isConsole) {
-            SetConsoleMode(m_handle, m_mode | ENABLE_PROCESSED_OUTPUT | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
-        }
+        SetConsoleMode(m_handle, m_mode | ENABLE_PROCESSED_OUTPUT | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
     }
 
-    ~ConsoleStream()
-    {
-        if (m_isConsole) {
-            SetConsoleMode(m_handle, m_mode);
-        }
-    }
+    ~ConsoleStream() { SetConsoleMode(m_handle, m_mode); }
 
     Q_DISABLE_COPY_MOVE(ConsoleStream)
 
     bool isConsole() const { return m_isConsole; }
 
-    void write(const QString& text) const
+    bool write(const QString& text) const
     {
-        DWORD written = 0;
-        WriteConsoleW(m_handle, text.utf16(), static_cast<DWORD>(text.size()), &written, nullptr);
+        return WriteConsoleW(m_handle, text.utf16(), static_cast<DWORD>(text.size()), nullptr, nullptr) != 0;
     }
 
 private:
@@ -62,19 +57,31 @@ const ConsoleStream outputStream(STD_OUTPUT_HANDLE);
 const ConsoleStream errorStream(STD_ERROR_HANDLE);
 #endif
 
+[[noreturn]] void endBySignal()
+{
+#ifndef Q_OS_WIN
+    std::signal(SIGPIPE, SIG_DFL); // QTcpSocket ignores it
+    std::raise(SIGPIPE);
+#endif
+    std::_Exit(ExitStatus::failed);
+}
+
 void write(std::FILE* stream, const QString& text)
 {
 #ifdef Q_OS_WIN
-    const ConsoleStream& console = stream == stdout ? outputStream : errorStream;
-    if (console.isConsole()) {
-        console.write(text);
+    if ((stream == stdout ? outputStream : errorStream).write(text)) {
         return;
     }
 #endif
-    const QByteArray bytes = text.toUtf8();
-    const bool isWritten = std::fputs(bytes.constData(), stream) >= 0 && std::fflush(stream) == 0;
-    if (!isWritten && (errno == EPIPE || errno == EINVAL)) { // EINVAL: on Windows
-        Terminal::endWithoutReader();
+    if (std::fputs(text.toUtf8().constData(), stream) >= 0 && std::fflush(stream) == 0) {
+        return;
+    }
+    if (errno == EPIPE || errno == EINVAL) { // EINVAL: on Windows
+        endBySignal();
+    }
+    if (stream == stdout) {
+        std::perror("kestrelctl: the output could not be written");
+        std::_Exit(ExitStatus::failed);
     }
 }
 
@@ -99,44 +106,21 @@ int columnsOfCharacter(char32_t character)
 #endif
 }
 
-bool hasColours()
-{
-    return Terminal::isTerminal() && qEnvironmentVariableIsEmpty("NO_COLOR") && qgetenv("TERM") != "dumb";
-}
-
-QLatin1StringView escapeSequence(Terminal::Style style)
-{
-    switch (style) {
-    case Terminal::Style::Strong:
-        return "\x1b[1m"_L1;
-    case Terminal::Style::Faint:
-        return "\x1b[2m"_L1;
-    case Terminal::Style::Program:
-        return "\x1b[1;31m"_L1;
-    case Terminal::Style::Preview:
-        return "\x1b[32m"_L1;
-    case Terminal::Style::Alert:
-        return "\x1b[33m"_L1;
-    case Terminal::Style::Plain:
-        break;
-    }
-    return {};
-}
-
 } // namespace
 
 namespace Terminal {
 
 void print(const Result& result, bool isJson)
 {
+    QStringList lines = result.lines;
     if (isJson) {
+        lines.clear();
         for (const QJsonObject& object : result.json) {
-            write(stdout, QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact)) + u'\n');
+            lines.append(QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact)));
         }
-    } else {
-        for (const QString& line : result.lines) {
-            write(stdout, line + u'\n');
-        }
+    }
+    for (const QString& line : lines) {
+        write(stdout, line + u'\n');
     }
     if (!result.error.isEmpty()) {
         write(stderr, "kestrelctl: "_L1 + printable(result.error) + u'\n');
@@ -149,41 +133,27 @@ void print(const Result& result, bool isJson)
 void redraw(const QStringList& lines)
 {
     // Without line wrap: a wrapped line would take two, and the next drawing would begin too low.
-    QString text = u"\x1b[%1A\x1b[?7l"_s.arg(lines.size());
-    for (const QString& line : lines) {
-        text += line + "\x1b[K\n"_L1;
-    }
-    write(stdout, text + "\x1b[?7h"_L1);
+    write(stdout, u"\x1b[%1A\x1b[?7l"_s.arg(lines.size()) + lines.join("\x1b[K\n"_L1) + "\x1b[K\n\x1b[?7h"_L1);
 }
 
-QString styled(const QString& text, Style style)
+QString styled(const QString& text, QLatin1StringView style)
 {
-    return style == Style::Plain || text.isEmpty() || !hasColours() ? text
-                                                                    : escapeSequence(style) + text + "\x1b[0m"_L1;
-}
-
-QString padded(const QString& text, qsizetype columns)
-{
-    return text + QString(std::max<qsizetype>(columns - columnsOf(text), 0), u' ');
+    const bool isPlain = style.isEmpty() || text.isEmpty() || !isTerminal() || !qEnvironmentVariableIsEmpty("NO_COLOR")
+        || qgetenv("TERM") == "dumb";
+    return isPlain ? text : style + text + "\x1b[0m"_L1;
 }
 
 qsizetype columnsOf(const QString& text)
 {
-    qsizetype columns = 0;
-    for (const char32_t character : text.toUcs4()) {
-        columns += columnsOfCharacter(character);
-    }
-    return columns;
+    const QList<uint> characters = text.toUcs4();
+    return std::accumulate(characters.begin(), characters.end(), qsizetype {0},
+                           [](qsizetype sum, char32_t character) { return sum + columnsOfCharacter(character); });
 }
 
 QString printable(QString text)
 {
-    for (QChar& character : text) {
-        if (character.category() == QChar::Other_Control) {
-            character = QChar::ReplacementCharacter;
-        }
-    }
-    return text;
+    static const QRegularExpression controlCharacter(u"\\p{Cc}"_s);
+    return text.replace(controlCharacter, QString(QChar::ReplacementCharacter));
 }
 
 bool isTerminal()
@@ -195,30 +165,14 @@ bool isTerminal()
 #endif
 }
 
-#ifndef Q_OS_WIN
-bool isPipe()
-{
-    struct stat status = {};
-    return fstat(STDOUT_FILENO, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode));
-}
-#endif
-
 void endWithoutReader()
 {
 #ifndef Q_OS_WIN
-    std::signal(SIGPIPE, SIG_DFL); // QTcpSocket ignores it
-    std::raise(SIGPIPE);
-#endif
-    std::_Exit(ExitStatus::failed);
-}
-
-bool close()
-{
-    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) {
-        return true;
+    pollfd output {.fd = STDOUT_FILENO, .events = 0, .revents = 0};
+    if (poll(&output, 1, 0) > 0 && (output.revents & (POLLERR | POLLHUP)) != 0) {
+        endBySignal();
     }
-    std::perror("kestrelctl: the output could not be written");
-    return false;
+#endif
 }
 
 } // namespace Terminal

@@ -20,35 +20,40 @@ private slots:
 
     void parses()
     {
-        const auto parsed = Arguments::parse(QString::fromLatin1(QTest::currentDataTag()).split(u' '));
-        const auto* const invocation = std::get_if<Invocation>(&parsed);
-        QTEST(invocation != nullptr ? invocation->words.join(u'/') : std::get<Result>(parsed).error, "words");
-        QVERIFY(invocation != nullptr || std::get<Result>(parsed).status == ExitStatus::usage);
+        const QStringList arguments = QString::fromLatin1(QTest::currentDataTag()).split(u' ');
+        try {
+            QTEST(parseArguments(arguments).words.join(u'/'), "words");
+        } catch (const Result& result) {
+            QTEST(result.error, "words");
+            QCOMPARE(result.status, ExitStatus::usage);
+        }
     }
 
     void takesOptions()
     {
-        const auto parsed = Arguments::parse(
+        const Invocation invocation = parseArguments(
             {u"transition"_s, u"--duration"_s, u"400"_s, u"--port=99"_s, u"--timeout"_s, u"0.0015"_s, u"--json"_s});
-        const auto& invocation = std::get<Invocation>(parsed);
         QVERIFY(invocation.command->run == Commands::transition && invocation.isJson);
         QCOMPARE(invocation.duration_ms, 400);
         QCOMPARE(invocation.port, 99);
         QCOMPARE(*invocation.timeout, std::chrono::milliseconds(2));
+    }
+
+    void takesThePortOfTheEnvironment()
+    {
         qputenv("KESTREL_PORT", "1234");
-        QCOMPARE(std::get<Invocation>(Arguments::parse({u"wait"_s})).port, 1234);
-        QCOMPARE(std::get<Invocation>(Arguments::parse({u"wait"_s, u"--port"_s, u"99"_s})).port, 99);
+        QCOMPARE(parseArguments({u"wait"_s}).port, 1234);
+        QCOMPARE(parseArguments({u"wait"_s, u"--port"_s, u"99"_s}).port, 99);
         qputenv("KESTREL_PORT", "x");
-        QCOMPARE(std::get<Result>(Arguments::parse({u"wait"_s})).error,
-                 u"KESTREL_PORT takes a number from 1 to 65353"_s);
+        QCOMPARE(failure({u"wait"_s}).error, u"KESTREL_PORT takes a number from 1 to 65353"_s);
     }
 
     void suggestsCommands()
     {
-        const auto hint = [](const QString& word) { return std::get<Result>(Arguments::parse({word})).hint; };
-        QCOMPARE(hint(u"sceens"_s), u"Did you mean \"scenes\"? See kestrelctl --help."_s);
-        QCOMPARE(hint(u"completee"_s), u"See kestrelctl --help."_s); // for shells only
-        QCOMPARE(hint(u"something"_s), u"See kestrelctl --help."_s);
+        QCOMPARE(failure({u"sceens"_s}).hint, u"Did you mean \"scenes\"? See kestrelctl --help."_s);
+        QCOMPARE(failure({u"scen"_s}).hint, u"Did you mean \"scene\"? See kestrelctl --help."_s); // the most similar
+        QCOMPARE(failure({u"completee"_s}).hint, u"See kestrelctl --help."_s);                    // for shells only
+        QCOMPARE(failure({u"something"_s}).hint, u"See kestrelctl --help."_s);
     }
 
     void completes()
@@ -77,6 +82,16 @@ private slots:
         const QStringList lines
             = Format::table({{{u"a\nb"_s}, {u"x"_s}, {u""_s}}, {{u"日本"_s}, {u"y"_s}}, {{u"e\u0301"_s}, {u"z"_s}}});
         QCOMPARE(lines, (QStringList {u"a\ufffdb   x"_s, u"日本  y"_s, u"e\u0301     z"_s}));
+    }
+
+private:
+    static Result failure(const QStringList& arguments)
+    {
+        try {
+            return {.error = u"none: "_s + parseArguments(arguments).command->name};
+        } catch (const Result& result) {
+            return result;
+        }
     }
 };
 
