@@ -3,6 +3,8 @@
 
 #include "networklimits.h"
 
+#include <QSocketNotifier>
+
 #include <algorithm>
 #include <utility>
 
@@ -27,6 +29,13 @@ bool isConnectionReset()
     const int error = WSAGetLastError();
     return error == WSAECONNRESET || error == WSAECONNABORTED;
 }
+
+bool isStreamOpen(qintptr descriptor)
+{
+    char byte = 0;
+    const int count = recv(static_cast<SOCKET>(descriptor), &byte, 1, MSG_PEEK);
+    return count > 0 || (count < 0 && WSAGetLastError() == WSAEWOULDBLOCK);
+}
 #else
 #ifdef MSG_NOSIGNAL
 constexpr int sendFlags = MSG_NOSIGNAL;
@@ -44,6 +53,13 @@ bool isConnectionReset()
 {
     return errno == EPIPE || errno == ECONNRESET;
 }
+
+bool isStreamOpen(qintptr descriptor)
+{
+    char byte = 0;
+    const ssize_t count = recv(static_cast<int>(descriptor), &byte, 1, MSG_PEEK);
+    return count > 0 || (count < 0 && errno == EAGAIN);
+}
 #endif
 
 } // namespace
@@ -56,7 +72,11 @@ void BufferedSocket::fill()
 {
     const qint64 arrived = QAbstractSocket::bytesAvailable();
     if (arrived <= 0) {
-        m_isPeerFinished = true; // the end of the stream is reported as readable
+        // The end of the stream is reported as readable. So are bytes that waitForReadyRead() has made us read already.
+        m_isPeerFinished = !isStreamOpen(socketDescriptor());
+        if (m_isPeerFinished) {
+            pauseReading();
+        }
         return;
     }
     m_input.remove(0, std::exchange(m_read_bytes, 0));
@@ -66,6 +86,15 @@ void BufferedSocket::fill()
     const qint64 received = QAbstractSocket::readData(m_input.data() + before, m_input.size() - before);
     m_input.resize(before + std::max<qint64>(received, 0));
     m_isPeerFinished = received < 0;
+}
+
+void BufferedSocket::pauseReading()
+{
+    for (QSocketNotifier* notifier : findChildren<QSocketNotifier*>()) {
+        if (notifier->type() == QSocketNotifier::Read) {
+            notifier->setEnabled(false);
+        }
+    }
 }
 
 void BufferedSocket::resumeReading()

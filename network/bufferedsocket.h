@@ -16,11 +16,12 @@ class BufferedSocket : public QAbstractSocket
 public:
     explicit BufferedSocket(QObject* parent);
 
-    // Reads the received bytes, up to a limit. Call it when readyRead() is emitted; readyRead() is not emitted again
-    // before that, and TCP flow control stops the peer.
+    // Reads the received bytes, up to a limit. Call it when readyRead() is emitted, or pauseReading().
     void fill();
 
-    // Enables readyRead() again after an emission that was not followed by fill(), or was in a nested event loop.
+    // Disables readyRead() until resumeReading(); TCP flow control stops the peer. (Otherwise Qt would report unread
+    // bytes only once or twice, but on Windows the end of the stream without pause.)
+    void pauseReading();
     void resumeReading();
 
     // The peer has shut down its sending side or is gone, and everything that it sent has been read into the buffer.

@@ -149,7 +149,8 @@ void NetworkConnection::fail(const char* reason)
 void NetworkConnection::readData()
 {
     if (isBusy()) {
-        return; // TCP flow control stops the peer until handleInput() resumes reading
+        m_socket.pauseReading(); // handleInput() resumes it
+        return;
     }
     m_socket.fill();
     const QPointer<SlicedTask> requests = m_requests;

@@ -58,7 +58,9 @@ private slots:
         QCOMPARE(first->next(), (QJsonObject {{"n"_L1, 11}, {"from"_L1, 0}}));
         QCOMPARE(m_server->serverAddress(), QHostAddress(QHostAddress::LocalHost));
         // Otherwise an answer can wait for the acknowledgement of the one before.
-        QCOMPARE(m_connections.at(0)->findChild<QAbstractSocket*>()->socketOption(QAbstractSocket::LowDelayOption), 1);
+        auto* socket = m_connections.at(0)->findChild<QAbstractSocket*>();
+        QCOMPARE(socket->socketOption(QAbstractSocket::LowDelayOption), 1);
+        emit socket->readyRead(); // without bytes, which is not the end of the stream
         QVERIFY(m_server->writeAll(QJsonObject {{"all"_L1, true}}));
         QCOMPARE(first->next(), (QJsonObject {{"all"_L1, true}}));
         QCOMPARE(second->next(), (QJsonObject {{"all"_L1, true}}));
@@ -247,6 +249,21 @@ private slots:
         QVERIFY(!m_connections.at(0) && !m_connections.at(1) && m_connections.at(2));
         const QString each = u"Connection alive expired. Disconnecting!/Connection removed/"_s;
         QCOMPARE(takeLog(), each + each + "Deleting dead connection/Deleting dead connection"_L1);
+    }
+
+    void spacesIdlePasses()
+    {
+        FrozenClock clock;
+        const std::unique_ptr<Controller> controllers[] {connectController(), connectController()};
+        std::chrono::milliseconds waited {};
+        for (qsizetype i = 0; i < 2; ++i) { // the first is deleted in the nearest pass, the second in the one after it
+            controllers[i]->close();
+            for (waited = 0ms; m_connections.at(i); waited += 1ms) {
+                clock.advance(1ms);
+                QCoreApplication::processEvents();
+            }
+        }
+        QVERIFY2(waited >= 28ms && waited <= 32ms, qPrintable(QString::number(waited.count()))); // 30 ms, coarse
     }
 
     void survivesPauses()
