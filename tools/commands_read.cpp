@@ -91,8 +91,8 @@ Result unconnected(const KestrelSession& session, quint16 port)
 {
     return Result::failure(
         u"no connection to the plug-in on port %1: %2"_s.arg(port).arg(session.errorString()),
-        u"Is OBS running, with the plug-in loaded? Its log has a line \"[kestrelbridge]\" with the plug-in's port; "
-        "this was port %1 (choose another with --port). The plug-in's configuration file is %2"_s.arg(port)
+        u"Is OBS running, with the plug-in loaded? Tools, KestrelBridge in OBS shows the plug-in's port; this was port "
+        "%1 (choose another with --port or KESTREL_PORT). The plug-in's configuration file is %2"_s.arg(port)
             .arg(KestrelClient::configurationPath()),
         ExitStatus::noConnection);
 }
