@@ -184,11 +184,7 @@ Result apply(KestrelSession& session, const ChangeRequest& request)
 
 QStringList writablePropertyNames()
 {
-    QStringList names;
-    for (const WritableProperty& property : writableProperties) {
-        names.append(property.name);
-    }
-    return names;
+    return rowNames(writableProperties);
 }
 
 QString valueNotation(const QString& property)

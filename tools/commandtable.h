@@ -6,6 +6,7 @@
 #include "commands.h"
 
 #include <algorithm>
+#include <iterator>
 
 using namespace Qt::StringLiterals;
 
@@ -85,4 +86,12 @@ constexpr const Row* findRow(const Row (&table)[size], QStringView name)
 {
     const Row* const row = std::find_if(table, table + size, [name](const Row& each) { return each.name == name; });
     return row == table + size ? nullptr : row;
+}
+
+template<typename Row, std::size_t size>
+QStringList rowNames(const Row (&table)[size])
+{
+    QStringList names;
+    std::transform(table, table + size, std::back_inserter(names), [](const Row& row) { return row.name; });
+    return names;
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "format.h"
 
+#include "commandtable.h"
+
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
@@ -124,11 +126,7 @@ QJsonObject json(const KestrelClient& client, const QString& name)
 
 QStringList statisticNames()
 {
-    QStringList names;
-    for (const Statistic& statistic : shownStatistics) {
-        names.append(statistic.name);
-    }
-    return names;
+    return rowNames(shownStatistics);
 }
 
 Result statistics(const KestrelClient& client)
