@@ -20,16 +20,16 @@ void SignalQueue::post(const QObject* wrapper, Kind kind, Delivery delivery)
 void SignalQueue::merge()
 {
     std::deque<Record> kept;
-    for (auto record = m_records.rbegin(); record != m_records.rend(); ++record) {
+    std::for_each(m_records.rbegin(), m_records.rend(), [&kept](Record& record) {
         const auto later = std::find_if(kept.begin(), kept.end(), [&record](const Record& candidate) {
-            return candidate.wrapper == record->wrapper && candidate.kind == record->kind;
+            return candidate.wrapper == record.wrapper && candidate.kind == record.kind;
         });
         if (later == kept.end()) {
-            kept.push_front(std::move(*record));
+            kept.push_front(std::move(record));
         } else {
             later->isMerged = true;
         }
-    }
+    });
     m_records = std::move(kept);
 }
 

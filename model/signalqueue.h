@@ -48,8 +48,8 @@ public:
 private:
     struct Record
     {
-        const QObject* wrapper;
-        Kind kind;
+        const QObject* wrapper = nullptr;
+        Kind kind = nullptr;
         Delivery delivery;
         bool isMerged = false;
     };
