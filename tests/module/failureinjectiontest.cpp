@@ -10,19 +10,14 @@
 
 using namespace Qt::StringLiterals;
 using Removal = std::function<void(FakeFrontEnd&)>;
-Q_DECLARE_METATYPE(Removal)
 
 // OBS without scenes, transitions, a profile or a window, and OBS that exits or changes its scene collection at any
 // time.
-class FailureInjectionTest : public QObject
+class FailureInjectionTest : public ProtocolFixtureTest
 {
     Q_OBJECT
 
 private slots:
-
-    void initTestCase() { QVERIFY2(ObsRuntime::start(), "libobs did not start; is there a display?"); }
-
-    void cleanupTestCase() { QCOMPARE(ObsRuntime::stop(), 0); }
 
     void fallsBackWhenObsLacks_data()
     {
@@ -47,12 +42,12 @@ private slots:
         row("preview in studio mode", u"previewScene"_s, none, [](auto& host) { host.isStudioMode = true; });
         row("profile", u"freeDisk"_s, u"Error"_s,
             [](auto& host) { config_close(std::exchange(host.profile, nullptr)); });
-        row("window", u"transitionDuration"_s, 300, [](auto& host) {
-            host.durationBox->setParent(nullptr); // goes on answering the host's calls
+        row("window", u"transitionDuration"_s, 300, [this](auto& host) {
+            host.durationBox->setParent(&m_otherWindow); // goes on answering the host's calls
             host.window.reset();
         });
-        row("widgets in the window", u"transitionDuration"_s, 300, [](auto& host) {
-            host.durationBox->setParent(nullptr);
+        row("widgets in the window", u"transitionDuration"_s, 300, [this](auto& host) {
+            host.durationBox->setParent(&m_otherWindow);
             delete host.sceneList;
         });
     }
@@ -61,34 +56,28 @@ private slots:
     {
         QFETCH(const Removal, remove);
         QFETCH(const QString, property);
-        FakeFrontEnd host;
-        remove(host);
-        const std::unique_ptr<QWidget> orphan(host.window && host.durationBox->parent() ? nullptr : host.durationBox);
-        NetworkServer server(nullptr);
-        ProtocolAdapter adapter(&server);
-        server.start(0);
-        Controller controller(server.serverPort());
-        QVERIFY(controller.next());
-        QTEST(controller.value(property), "fallback");
+        cleanup();
+        m_fixture = std::make_unique<ProtocolFixture>(remove);
+        const auto controller = m_fixture->controller();
+        QTEST(controller->value(property), "fallback");
         for (int event = 0; event <= OBS_FRONTEND_EVENT_SCREENSHOT_TAKEN; ++event) {
             if (event != OBS_FRONTEND_EVENT_EXIT) {
-                host.raise(event);
+                m_fixture->host.raise(event);
             }
         }
         for (const QLatin1StringView name : statePropertyNames) {
-            controller.set(name, 1);
-            controller.set(name, u"Main"_s);
+            controller->set(name, 1);
+            controller->set(name, u"Main"_s);
         }
-        QVERIFY(!controller.pushesUntilAnswer().contains("(no answer)"_L1));
-        host.raise(OBS_FRONTEND_EVENT_EXIT);
+        QVERIFY(!controller->pushesUntilAnswer().contains("(no answer)"_L1));
     }
 
     void keepsScenesUntilTheirRowsAreDeleted()
     {
-        ProtocolFixture fixture;
-        fixture.host.perform(u"studio mode on, preview scene Größe"_s);
-        const OBSWeakSourceAutoRelease program = obs_source_get_weak_source(fixture.host.scenes[0]);
-        const OBSWeakSourceAutoRelease preview = obs_source_get_weak_source(fixture.host.scenes[1]);
+        FakeFrontEnd& host = m_fixture->host;
+        host.perform(u"studio mode on, preview scene Größe"_s);
+        const OBSWeakSourceAutoRelease program = obs_source_get_weak_source(host.scenes[0]);
+        const OBSWeakSourceAutoRelease preview = obs_source_get_weak_source(host.scenes[1]);
         auto* row = new QObject; // would disconnect from the signals of the scenes
         bool isInTime = false;
         connect(row, &QObject::destroyed, this, [&] {
@@ -96,39 +85,31 @@ private slots:
             isInTime = !obs_weak_source_expired(program) && !obs_weak_source_expired(preview);
         });
         row->deleteLater();
-        fixture.host.clearCollection();
-        fixture.host.raise(OBS_FRONTEND_EVENT_SCENE_COLLECTION_CLEANUP);
+        host.clearCollection();
+        host.raise(OBS_FRONTEND_EVENT_SCENE_COLLECTION_CLEANUP);
         ObsRuntime::settle();
         QVERIFY(isInTime && obs_weak_source_expired(program) && obs_weak_source_expired(preview));
     }
 
     void survivesExitInsideADialog()
     {
-        for (const QString& set : {u"streaming 0"_s, u"streaming 1"_s, u"recording 0"_s, u"recording 1"_s}) {
-            FakeFrontEnd host;
-            auto server = std::make_unique<NetworkServer>(nullptr);
-            auto adapter = std::make_unique<ProtocolAdapter>(server.get());
-            server->start(0);
-            Controller controller(server->serverPort());
-            QVERIFY(controller.next());
-            host.dialog = [&] {
-                server->stop();
-                host.raise(OBS_FRONTEND_EVENT_EXIT);
+        for (const QString& command : {u"stream off"_s, u"stream on"_s, u"record off"_s, u"record on"_s}) {
+            init();
+            const auto controller = m_fixture->controller();
+            m_fixture->host.dialog = [this] {
+                m_fixture->server->stop();
+                m_fixture->host.raise(OBS_FRONTEND_EVENT_EXIT);
                 QCoreApplication::processEvents(); // the dialog's event loop
-                adapter.reset();
-                server.reset();
+                m_fixture->adapter.reset();
+                m_fixture->server.reset();
             };
-            QJsonArray entries;
-            for (int i = 0; i < 3; ++i) { // what follows the first is not handled
-                entries.append(QJsonObject {{"type"_L1, "set"_L1},
-                                            {"name"_L1, set.section(u' ', 0, 0)},
-                                            {"value"_L1, set.section(u' ', 1).toInt()}});
-                entries.append(QJsonObject {{"name"_L1, "sceneList"_L1}});
-            }
-            controller.sendEntries(entries);
-            QTRY_VERIFY(!controller.isConnected());
-            QVERIFY(!server);
-            QCOMPARE(host.commands.size(), 1);
+            const QJsonObject set {{"type"_L1, "set"_L1},
+                                   {"name"_L1, QString(command.section(u' ', 0, 0) + "ing"_L1)},
+                                   {"value"_L1, int {command.endsWith("on"_L1)}}};
+            controller->sendEntries({set, QJsonObject {{"name"_L1, "sceneList"_L1}}, set});
+            QTRY_VERIFY(!controller->isConnected());
+            QVERIFY(!m_fixture->server);
+            QCOMPARE(m_fixture->host.commands, QStringList {command}); // what follows the first is not handled
         }
     }
 
@@ -140,29 +121,33 @@ private slots:
         const QStringList steps = script.remove(u'!').trimmed().split(", "_L1).mid(0, 2);
         for (qsizetype position = 0; position <= steps.size(); ++position) {
             for (const QString& end : {u"event SCENE_COLLECTION_CLEANUP"_s, u"event EXIT"_s}) {
-                ProtocolFixture fixture;
-                const auto controller = fixture.controller();
-                const OBSWeakSourceAutoRelease scene = obs_source_get_weak_source(fixture.host.scenes[0]);
-                const OBSWeakSourceAutoRelease transition = obs_source_get_weak_source(fixture.host.transitions[0]);
+                init();
+                FakeFrontEnd& host = m_fixture->host;
+                const auto controller = m_fixture->controller();
+                const OBSWeakSourceAutoRelease scene = obs_source_get_weak_source(host.scenes[0]);
+                const OBSWeakSourceAutoRelease transition = obs_source_get_weak_source(host.transitions[0]);
                 QStringList changed = steps;
                 changed.insert(position, end);
                 for (const QString& step : changed) {
-                    fixture.host.perform(step);
+                    host.perform(step);
                     controller->set(u"sourceVisibles"_s, 5);
                     QVERIFY(controller->read(u"sceneList"_s).isArray());
                 }
-                if (fixture.host.callbacks.empty()) {
+                if (host.callbacks.empty()) {
                     continue; // the host raises no event after its exit
                 }
                 QVERIFY(end != "event EXIT"_L1);
                 // After any steps the next cleanup releases everything.
-                fixture.host.clearCollection();
-                fixture.host.perform(end);
+                host.clearCollection();
+                host.perform(end);
                 ObsRuntime::settle();
                 QVERIFY(obs_weak_source_expired(scene) && obs_weak_source_expired(transition));
             }
         }
     }
+
+private:
+    QWidget m_otherWindow;
 };
 
 QTEST_MAIN(FailureInjectionTest)

@@ -9,6 +9,7 @@
 #include <QDialog>
 #include <QHostAddress>
 #include <QLibrary>
+#include <QOperatingSystemVersion>
 #include <QPointer>
 #include <QProcess>
 #include <QPushButton>
@@ -17,6 +18,8 @@
 #include <QTest>
 #include <QTreeWidget>
 
+#include <algorithm>
+#include <functional>
 #include <utility>
 
 #include <util/platform.h>
@@ -63,21 +66,22 @@ private slots:
         m_host.reset();
     }
 
-#ifndef Q_OS_WIN // scripts/windowscheck reads the DLL's
     void exportsFourFunctions()
     {
+        if (QOperatingSystemVersion::currentType() == QOperatingSystemVersion::Windows) {
+            QSKIP("scripts/windowscheck reads the exports of the DLL");
+        }
         QProcess nm;
         nm.start(u"nm"_s, {u"-D"_s, u"--defined-only"_s, u"-j"_s, m_file.fileName()});
         QVERIFY(nm.waitForFinished());
         QCOMPARE(nm.readAllStandardOutput().simplified(),
                  "obs_module_load obs_module_set_pointer obs_module_unload obs_module_ver"_ba);
     }
-#endif
 
     void loadsServesAndUnloads()
     {
         m_host->perform(u"event SCENE_CHANGED"_s); // nothing of it concerns us yet
-        QCOMPARE(m_log->take(), QStringList());
+        QCOMPARE(m_log->take(), u""_s);
         m_host->perform(u"event FINISHED_LOADING, event FINISHED_LOADING"_s);
         QCOMPARE(m_log->take(), firstLines());
         Controller controller(m_port);
@@ -87,9 +91,11 @@ private slots:
         QCOMPARE(controller.pushesUntilAnswer(), QStringList {u"sceneList"_s});
 
         m_log->take();
+        m_host->window->findChild<QAction*>()->trigger();
+        QVERIFY(dialog());
         m_host->perform(u"event EXIT"_s);
-        QCOMPARE(m_log->take(), QStringList {u"Connection removed"_s});
-        QVERIFY(m_host->callbacks.empty());
+        QCOMPARE(m_log->take(), u"Connection removed"_s);
+        QVERIFY(m_host->callbacks.empty() && !dialog());
         QVERIFY(!Controller(m_port).isConnected());
         m_unload();
         QTRY_VERIFY(!controller.isConnected());
@@ -115,56 +121,45 @@ private slots:
         QCOMPARE(m_host->window->findChildren<QDialog*>(), QList<QDialog*> {opened});
         auto* list = opened->findChild<QTreeWidget*>();
         QCOMPARE(list->topLevelItemCount(), 0);
-        {
-            Controller controller(m_port);
-            QVERIFY(controller.next());
-            controller.pushesUntilAnswer();
-            QTRY_COMPARE(list->topLevelItemCount(), 1);
-            const QTreeWidgetItem* row = list->topLevelItem(0);
-            QVERIFY(row->text(0).toInt() > 0 && row->text(0).toInt() != m_port);
-            QCOMPARE(row->text(2), u"1"_s); // the request
-            QCOMPARE(row->text(3), u"2"_s); // the full state and the answer
-        }
-        QTRY_COMPARE(list->topLevelItemCount(), 0);
-        QTest::keyClick(opened, Qt::Key_Escape);
-        QTRY_VERIFY(!opened); // and with it its timer
-        entry->trigger();
-        QVERIFY(dialog());
-        m_host->perform(u"event EXIT"_s);
-        QVERIFY(!dialog());
-    }
-
-    void changesPortInDialog()
-    {
-        m_host->perform(u"event FINISHED_LOADING"_s);
         Controller before(m_port);
         QVERIFY(before.next());
-        m_host->window->findChild<QAction*>()->trigger();
-        auto* portBox = dialog()->findChild<QSpinBox*>();
+        before.pushesUntilAnswer();
+        QTRY_COMPARE(list->topLevelItemCount(), 1);
+        const QTreeWidgetItem* row = list->topLevelItem(0);
+        QVERIFY(row->text(0).toInt() > 0 && row->text(0).toInt() != m_port);
+        QCOMPARE(row->text(2), u"1"_s); // the request
+        QCOMPARE(row->text(3), u"2"_s); // the full state and the answer
+
+        auto* portBox = opened->findChild<QSpinBox*>();
         QCOMPARE(portBox->value(), m_port);
         QCOMPARE(portBox->minimum(), 1);
         QCOMPARE(portBox->maximum(), 65353);
-        QPushButton* apply = nullptr;
-        for (auto* button : dialog()->findChildren<QPushButton*>()) {
-            apply = button->isDefault() ? button : apply;
-        }
-        QVERIFY(apply && !apply->isEnabled()); // nothing to apply
+        const QList<QPushButton*> buttons = opened->findChildren<QPushButton*>();
+        const auto apply = std::find_if(buttons.begin(), buttons.end(), std::mem_fn(&QPushButton::isDefault));
+        QVERIFY(apply != buttons.end() && !(*apply)->isEnabled()); // nothing to apply
         QTcpServer occupant;
         QVERIFY(occupant.listen(QHostAddress(QHostAddress::LocalHost)));
         const quint16 previous = std::exchange(m_port, occupant.serverPort());
         portBox->setValue(m_port);
         m_log->take();
         QTest::keyClick(portBox, Qt::Key_Return);
-        QCOMPARE(m_log->take(), QStringList {u"Server failed to listen on localhost, port %1"_s.arg(m_port)});
+        QCOMPARE(m_log->take(), u"Server failed to listen on localhost, port %1"_s.arg(m_port));
         QVERIFY(!Controller(previous).isConnected());
         occupant.close();
         QTest::keyClick(portBox, Qt::Key_Return); // once more
-        QCOMPARE(m_log->take(), QStringList {u"Server listening on localhost, port %1"_s.arg(m_port)});
+        QCOMPARE(m_log->take(), u"Server listening on localhost, port %1"_s.arg(m_port));
         Controller after(m_port);
         QVERIFY(after.next());
         before.pushesUntilAnswer(); // is still connected
-        QCOMPARE(dialog()->findChild<QTreeWidget*>()->topLevelItemCount(), 1);
-        QTRY_COMPARE(dialog()->findChild<QTreeWidget*>()->topLevelItemCount(), 2);
+        QTRY_COMPARE(list->topLevelItemCount(), 2);
+        before.close();
+        after.close();
+        QTRY_COMPARE(list->topLevelItemCount(), 0);
+
+        QTest::keyClick(opened, Qt::Key_Escape);
+        QTRY_VERIFY(!opened); // and with it its timer
+        entry->trigger();
+        QVERIFY(dialog());
         m_unload();
         QVERIFY(!dialog());
     }
@@ -241,14 +236,13 @@ private:
         return m_host->window->findChild<QDialog*>();
     }
 
-    QStringList firstLines() const
+    QString firstLines() const
     {
-        return {u"Welcome to KestrelBridge version 1.1.1! You're using OBS %1 (%2)"_s.arg(obs_get_version())
-                    .arg(QString::fromUtf8(obs_get_version_string())),
-                u"KestrelBridge read port config from: %1/corvane/Wrenlink/config.json and is starting on port %2"_s
-                    .arg(DataFolder::path())
-                    .arg(m_port),
-                u"Server listening on localhost, port %1"_s.arg(m_port)};
+        return u"Welcome to KestrelBridge version 1.1.1! You're using OBS %1 (%2)/"
+               "KestrelBridge read port config from: %3 and is starting on port %4/"
+               "Server listening on localhost, port %4"_s.arg(
+                   QString::number(obs_get_version()), QString::fromUtf8(obs_get_version_string()),
+                   DataFolder::filePath(u"corvane/Wrenlink/config.json"_s), QString::number(m_port));
     }
 
     QLibrary m_file {QStringLiteral(MODULE_FILE)};

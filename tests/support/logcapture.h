@@ -9,7 +9,7 @@
 
 #include <util/base.h>
 
-// Takes the host's log for as long as it lives, and keeps our lines of it in order.
+// Takes the host's log for as long as it lives, and collects our lines of it in order.
 class LogCapture
 {
 public:
@@ -23,11 +23,12 @@ public:
 
     Q_DISABLE_COPY_MOVE(LogCapture)
 
-    // Our lines since the last call, each without our prefix; one of another level than LOG_INFO is marked.
-    QStringList take()
+    // Our lines since the last call, joined by "/", each without our prefix; one of another level than LOG_INFO is
+    // marked.
+    QString take()
     {
         const QMutexLocker lock(&m_mutex);
-        return std::exchange(m_lines, {});
+        return std::exchange(m_lines, {}).join(u'/');
     }
 
 private:

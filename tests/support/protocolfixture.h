@@ -17,10 +17,12 @@
 class ProtocolFixture
 {
 public:
-    ProtocolFixture()
+    explicit ProtocolFixture(const std::function<void(FakeFrontEnd&)>& prepare = [](FakeFrontEnd&) {})
     {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".")));
-        server.start(0);
+        prepare(host);
+        adapter = std::make_unique<ProtocolAdapter>(server.get());
+        server->start(0);
     }
 
     ~ProtocolFixture() { host.raise(OBS_FRONTEND_EVENT_EXIT); }
@@ -30,7 +32,7 @@ public:
     // Connected, and its full state received.
     std::unique_ptr<Controller> controller()
     {
-        auto connected = std::make_unique<Controller>(server.serverPort());
+        auto connected = std::make_unique<Controller>(server->serverPort());
         connected->next();
         return connected;
     }
@@ -57,11 +59,11 @@ public:
 
     LogCapture log;
     FakeFrontEnd host;
-    NetworkServer server {nullptr};
-    ProtocolAdapter adapter {&server};
+    std::unique_ptr<NetworkServer> server = std::make_unique<NetworkServer>(nullptr);
+    std::unique_ptr<ProtocolAdapter> adapter;
 };
 
-// A test whose functions each have a new fixture.
+// A test whose functions each have a new fixture; init() replaces it.
 class ProtocolFixtureTest : public QObject
 {
     Q_OBJECT
@@ -72,7 +74,11 @@ protected slots:
 
     void cleanupTestCase() { QCOMPARE(ObsRuntime::stop(), 0); }
 
-    void init() { m_fixture = std::make_unique<ProtocolFixture>(); }
+    void init()
+    {
+        m_fixture.reset(); // one fake front end at a time
+        m_fixture = std::make_unique<ProtocolFixture>();
+    }
 
     void cleanup() { m_fixture.reset(); }
 

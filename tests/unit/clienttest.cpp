@@ -11,7 +11,26 @@
 
 using namespace Qt::StringLiterals;
 
-// The client library on a device in memory that stands for the plug-in.
+// A client that is connected to a device in memory, which stands for the plug-in.
+struct Connection
+{
+    MemoryDevice device;
+    KestrelClient client;
+    QSignalSpy changed {&client, &KestrelClient::valueChanged};
+
+    explicit Connection(qint64 bytesPerRead = std::numeric_limits<qint64>::max())
+        : device(bytesPerRead)
+    {
+        client.connectThrough(&device);
+    }
+
+    void feed(const QByteArray& bytes)
+    {
+        device.input += bytes;
+        emit device.readyRead();
+    }
+};
+
 class ClientTest : public QObject
 {
     Q_OBJECT
@@ -22,19 +41,15 @@ private slots:
     {
         const QByteArray bytes = message(fullState()) + message({entry(u"recording"_s, true)});
         for (qsizetype size = 1; size < bytes.size(); size = size * 2 + 1) {
-            MemoryDevice device(size);
-            KestrelClient client;
-            const QSignalSpy synchronized(&client, &KestrelClient::synchronized);
-            const QSignalSpy changed(&client, &KestrelClient::valueChanged);
-            client.connectThrough(&device);
+            Connection connection(size);
+            const QSignalSpy synchronized(&connection.client, &KestrelClient::synchronized);
             for (qsizetype fed = 0; fed < bytes.size(); fed += size) {
-                device.input += bytes.mid(fed, size);
-                emit device.readyRead();
+                connection.feed(bytes.mid(fed, size));
             }
             QCOMPARE(synchronized.size(), 1);
-            QCOMPARE(changed.size(), KestrelClient::statePropertyNames().size() + 1);
-            QCOMPARE(client.value(u"recording"_s), QJsonValue(true));
-            QCOMPARE(device.output, agreement);
+            QCOMPARE(connection.changed.size(), KestrelClient::statePropertyNames().size() + 1);
+            QCOMPARE(connection.client.value(u"recording"_s), QJsonValue(true));
+            QCOMPARE(connection.device.output, agreement);
         }
     }
 
@@ -42,28 +57,25 @@ private slots:
     {
         QJsonArray state = fullState();
         const QJsonValue scenes = state.takeAt(KestrelClient::statePropertyNames().indexOf(u"sceneList"_s));
-        MemoryDevice device;
-        KestrelClient client;
-        client.connectThrough(&device);
-        feed(device, message(state));
-        QVERIFY(!client.isSynchronized());
-        QCOMPARE(device.output, agreement + R"(0046{"values":[{"name":"sceneList","type":"get"}]})");
-        feed(device, "####00012000" + body({scenes}).leftJustified(12000, ' '));
-        QVERIFY(client.isSynchronized());
+        Connection connection;
+        connection.feed(message(state));
+        QVERIFY(!connection.client.isSynchronized());
+        QCOMPARE(connection.device.output, agreement + R"(0046{"values":[{"name":"sceneList","type":"get"}]})");
+        connection.feed("####00012000" + body({scenes}).leftJustified(12000, ' '));
+        QVERIFY(connection.client.isSynchronized());
     }
 
     void writesRequests()
     {
-        MemoryDevice device;
-        KestrelClient client;
-        QVERIFY(!client.get({u"fps"_s}) && !client.set(u"recording"_s, 1)); // not connected
-        client.connectThrough(&device);
+        KestrelClient unconnected;
+        QVERIFY(!unconnected.get({u"fps"_s}) && !unconnected.set(u"recording"_s, 1));
+        Connection connection;
+        auto& [device, client, changed] = connection;
         device.output.clear();
         QVERIFY(client.set(u"currentScene"_s, u"Ü"_s));
+        QVERIFY(!client.set(u"currentScene"_s, QString(9999, u'x')));
         QCOMPARE(device.output, "0062{\"values\":[{\"name\":\"currentScene\",\"type\":\"set\",\"value\":\"Ü\"}]}"_ba);
         device.output.clear();
-        QVERIFY(!client.set(u"currentScene"_s, QString(9999, u'x')));
-        QCOMPARE(device.output, ""_ba);
         QTRY_COMPARE_WITH_TIMEOUT(device.output, "0013{\"values\":[]}"_ba, 60'000); // keep-alive
         device.writesAllowed = 0;
         QVERIFY(!client.get({u"fps"_s}));
@@ -77,24 +89,21 @@ private slots:
             {"0003{a}", noObject},
             {"0002[]", noObject},
         };
-        for (auto error = errors.cbegin(); error != errors.cend(); ++error) {
-            MemoryDevice device;
-            KestrelClient client;
-            QSignalSpy failed(&client, &KestrelClient::failed);
-            const QSignalSpy disconnected(&client, &KestrelClient::disconnected);
-            const QSignalSpy changed(&client, &KestrelClient::valueChanged);
-            client.connectThrough(&device);
-            feed(device, error.key() + message(fullState()));
-            feed(device, message(fullState()));
-            client.disconnectFromPlugin();
+        for (const auto& [bytes, error] : errors.asKeyValueRange()) {
+            Connection connection;
+            const QSignalSpy failed(&connection.client, &KestrelClient::failed);
+            const QSignalSpy disconnected(&connection.client, &KestrelClient::disconnected);
+            connection.feed(bytes + message(fullState()));
+            connection.feed(message(fullState()));
+            connection.client.disconnectFromPlugin();
             QCOMPARE(failed.size(), 1);
-            QCOMPARE(failed.takeFirst().first().toString(), error.value());
-            QCOMPARE(disconnected.size() + changed.size(), 0);
+            QCOMPARE(failed.at(0).at(0).toString(), error);
+            QCOMPARE(disconnected.size() + connection.changed.size(), 0);
 
             MemoryDevice other;
             other.input = message(fullState());
-            client.connectThrough(&other);
-            QVERIFY(client.isSynchronized());
+            connection.client.connectThrough(&other);
+            QVERIFY(connection.client.isSynchronized());
         }
     }
 
@@ -110,35 +119,29 @@ private slots:
         };
         for (const auto& [received, action] : actions) {
             other.input = message(fullState());
-            MemoryDevice device;
-            KestrelClient client;
-            qsizetype count = 0;
-            connect(&client, &KestrelClient::valueChanged, this, [&, act = action] {
-                if (++count == 1) {
-                    act(client);
+            Connection connection;
+            connect(&connection.client, &KestrelClient::valueChanged, this, [&, act = action] {
+                if (connection.changed.size() == 1) {
+                    act(connection.client);
                 }
             });
-            client.connectThrough(&device);
-            feed(device, message(fullState()) + message(fullState()));
-            feed(device, message({entry(u"fps"_s, 1)})); // after an action no longer read
-            QCOMPARE(count, received);
+            connection.feed(message(fullState()) + message(fullState()));
+            connection.feed(message({entry(u"fps"_s, 1)})); // after an action no longer read
+            QCOMPARE(connection.changed.size(), received);
         }
     }
 
     void showsTheState()
     {
-        MemoryDevice device;
-        KestrelClient client;
-        const StudioState state(client);
+        Connection connection;
+        const StudioState state(connection.client);
         QCOMPARE(state.programScene() + state.transition(), u""_s);
         QVERIFY(state.items(u"A"_s).isEmpty());
-        client.connectThrough(&device);
-        const auto json = [](const char* text) { return QJsonDocument::fromJson(text).array(); };
-        feed(device,
-             message({entry(u"sceneList"_s, json(R"([{"name":"A","sourceList":[{"name":"x","isVisible":true},
-                                                     {"name":"y","isLocked":true}]},{"name":"B"}])")),
-                      entry(u"transitionsList"_s, json(R"([{"name":"Cut"},{"name":"Fade","isCurrent":true}])")),
-                      entry(u"currentTransition"_s, u"Cut"_s), entry(u"recording"_s, true)}));
+        connection.feed(frame(R"({"values":[
+            {"name":"sceneList","value":[{"name":"A","sourceList":[{"name":"x","isVisible":true},
+                                                                   {"name":"y","isLocked":true}]},{"name":"B"}]},
+            {"name":"transitionsList","value":[{"name":"Cut"},{"name":"Fade","isCurrent":true}]},
+            {"name":"currentTransition","value":"Cut"},{"name":"recording","value":true}]})"));
         QCOMPARE(state.sceneNames(), (QStringList {u"A"_s, u"B"_s}));
         const QList<SceneItem> items = state.items(u"A"_s);
         QCOMPARE(items.size(), 2);
@@ -171,17 +174,12 @@ private:
         return QJsonDocument(QJsonObject {{"values"_L1, entries}}).toJson(QJsonDocument::Compact);
     }
 
-    static QByteArray message(const QJsonArray& entries)
+    static QByteArray frame(const QByteArray& body)
     {
-        const QByteArray bytes = body(entries);
-        return QByteArray::number(bytes.size()).rightJustified(4, '0') + bytes;
+        return QByteArray::number(body.size()).rightJustified(4, '0') + body;
     }
 
-    static void feed(MemoryDevice& device, const QByteArray& bytes)
-    {
-        device.input += bytes;
-        emit device.readyRead();
-    }
+    static QByteArray message(const QJsonArray& entries) { return frame(body(entries)); }
 
     static inline const QByteArray agreement = "####00000013{\"values\":[]}";
 };

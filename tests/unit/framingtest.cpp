@@ -3,6 +3,8 @@
 #include "network/networkwriter.h"
 #include "tests/support/memorydevice.h"
 
+#include <QHash>
+#include <QSignalSpy>
 #include <QTest>
 
 #include <memory>
@@ -50,17 +52,17 @@ private slots:
     {
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<QString>("error"); // empty: read
+        const auto row
+            = [](const QByteArray& bytes, const QString& error) { QTest::newRow(bytes.constData()) << bytes << error; };
         for (const char* header : {"-001", "12ab", "0x1f", "    ", "+  4", "###0", "####0000002x", "####      2{",
                                    "####-0000001", "####01048577"}) {
-            QTest::addRow("length '%s'", header)
-                << QByteArray(header) << "Malformed expectant bytes: %1\n"_L1.arg(QLatin1StringView(header));
+            row(header, u"Malformed expectant bytes: %1\n"_s.arg(QLatin1StringView(header)));
         }
         for (const char* frame : {"0002{}", "+002{}", " 2  {}", "0009{\"a\":\"\xff\"}", "####00000009{\"a\":\"x\"}"}) {
-            QTest::addRow("frame %s", frame) << QByteArray(frame) << "";
+            row(frame, u""_s);
         }
         for (const char* frame : {"0000", "-000", "0005[1,2]", "0004true", "0002{]", "0003{}x"}) {
-            QTest::addRow("no object %s", frame)
-                << QByteArray(frame) << "Malformed json: %1"_L1.arg(QLatin1StringView(frame + 4));
+            row(frame, u"Malformed json: %1"_s.arg(QLatin1StringView(frame + 4)));
         }
         QTest::newRow("zero byte") << QByteArray("x\0y\0", 4) << u"Malformed expectant bytes: x\n"_s;
         QTest::newRow("longest long frame") << "####01048576{" + QByteArray(1'048'574, ' ') + '}' << "";
@@ -73,11 +75,10 @@ private slots:
         QFETCH(const QString, error);
         MemoryDevice device;
         NetworkReader reader(&device);
-        int count = 0;
-        connect(&reader, &NetworkReader::receivedJson, this, [&count] { ++count; });
+        const QSignalSpy received(&reader, &NetworkReader::receivedJson);
         device.input = bytes + "0002{}";
         QCOMPARE(reader.readFrames(), error.isEmpty());
-        QCOMPARE(count, error.isEmpty() ? 2 : 0); // nothing after a failure
+        QCOMPARE(received.size(), error.isEmpty() ? 2 : 0); // nothing after a failure
         QCOMPARE(QString::fromUtf8(reader.errorString()), error);
     }
 
@@ -85,18 +86,17 @@ private slots:
     {
         MemoryDevice device;
         NetworkReader reader(&device, 9);
-        int count = 0;
-        connect(&reader, &NetworkReader::receivedJson, this, [&count] { ++count; });
+        const QSignalSpy received(&reader, &NetworkReader::receivedJson);
         device.input = "####00000009{\"n\":100}0002{}0002{}####00000010";
-        QVERIFY(reader.readFrames([&count] { return count < 2; }));
-        QCOMPARE(count, 2);
+        QVERIFY(reader.readFrames([&received] { return received.size() < 2; }));
+        QCOMPARE(received.size(), 2);
         QVERIFY(!reader.readFrames());
-        QCOMPARE(count, 3);
+        QCOMPARE(received.size(), 3);
         QCOMPARE(reader.error(), NetworkReader::Error::MalformedLength);
         reader.reset();
         device.input = "0002{}";
         QVERIFY(reader.readFrames());
-        QCOMPARE(count, 4);
+        QCOMPARE(received.size(), 4);
     }
 
     void mayBeDestroyedInHandler()
@@ -110,38 +110,30 @@ private slots:
         QCOMPARE(device.input, "0002{}"_ba);
     }
 
-    void writes_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QByteArray>("header"); // "": refused, until the peer has sent a long frame itself
-        QTest::addColumn<QByteArray>("longHeader");
-        const auto row = [](const char* name, const QString& text, const QByteArray& header,
-                            const QByteArray& longHeader) { QTest::newRow(name) << text << header << longHeader; };
-        row("two bytes a letter", u"äöü"_s, "0014", "0014");
-        row("longest", QString(9991, u'x'), "9999", "9999");
-        row("too long by a byte", QString(9992, u'x'), "", "####00010000");
-        row("too long in bytes only", QString(4996, u'ä'), "", "####00010000");
-    }
-
     void writes()
     {
-        QFETCH(const QString, text);
-        QFETCH(const QByteArray, header);
-        QFETCH(const QByteArray, longHeader);
-        const QJsonObject json {{"a"_L1, text}};
-        const QByteArray body = NetworkWriter::encode(json);
-        MemoryDevice device;
-        NetworkWriter writer(&device);
-        // A message that is refused leaves the stream in step.
-        QVERIFY(writer.write(json) && writer.write(QJsonObject()));
-        QCOMPARE(device.output, (header.isEmpty() ? ""_ba : header + body) + "0002{}");
-        const QString refusal = u"Warning: NetworkWriter refusing to write %1 bytes"_s.arg(body.size());
-        QCOMPARE(QString::fromUtf8(writer.refusal(body.size())), header.isEmpty() ? refusal : u""_s);
-        QCOMPARE(body.size() > writer.maximumBody_bytes(), header.isEmpty());
-        device.output.clear();
-        writer.setLongFrames(true);
-        QVERIFY(writer.write(json) && writer.writeLongFrame("{}"));
-        QCOMPARE(device.output, longHeader + body + "####00000002{}");
+        const QHash<QString, QByteArray> headers {
+            {u"äöü"_s, "0014"}, // two bytes a letter
+            {QString(9991, u'x'), "9999"},
+            {QString(9992, u'x'), "####00010000"}, // only to a peer that has sent a long frame itself
+            {QString(4996, u'ä'), "####00010000"},
+        };
+        for (const auto& [text, header] : headers.asKeyValueRange()) {
+            const bool isRefused = header.startsWith('#');
+            const QByteArray body = NetworkWriter::encode({{"a"_L1, text}});
+            MemoryDevice device;
+            NetworkWriter writer(&device);
+            // A message that is refused leaves the stream in step.
+            QVERIFY(writer.write(body) && writer.write(QJsonObject()));
+            QCOMPARE(device.output, (isRefused ? ""_ba : header + body) + "0002{}");
+            const QString refusal = u"Warning: NetworkWriter refusing to write %1 bytes"_s.arg(body.size());
+            QCOMPARE(QString::fromUtf8(writer.refusal(body.size())), isRefused ? refusal : u""_s);
+            QCOMPARE(body.size() > writer.maximumBody_bytes(), isRefused);
+            device.output.clear();
+            writer.setLongFrames(true);
+            QVERIFY(writer.write(body) && writer.writeLongFrame("{}"));
+            QCOMPARE(device.output, header + body + "####00000002{}");
+        }
     }
 
     void reportsRefusedWrites()

@@ -9,16 +9,6 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-// Two kinds of change.
-void shown(void* /*data*/, calldata* /*arguments*/) {}
-
-void moved(void* data, calldata* arguments)
-{
-    shown(data, arguments);
-}
-} // namespace
-
 class SignalQueueTest : public QObject
 {
     Q_OBJECT
@@ -38,38 +28,30 @@ private slots:
             });
             post(&m_other, u"4"_s);
             QVERIFY(m_delivered.isEmpty());
-            if (isAsked) {
-                m_queue.deliver();
-            } else {
-                QCoreApplication::processEvents();
-            }
+            isAsked ? m_queue.deliver() : QCoreApplication::processEvents();
             QCOMPARE(m_delivered, u"1234"_s);
         }
     }
 
     void stopsAtWhatWasThere()
     {
-        m_queue.post(&m_one, shown, [this](bool) {
-            post(&m_one, u"later"_s);
-            m_delivered += '1'_L1;
-        });
+        m_queue.post(&m_one, shown, [this](bool) { post(&m_one, u"later"_s); });
         post(&m_one, u"2"_s);
         m_queue.deliver();
-        QCOMPARE(m_delivered, u"12"_s);
+        QCOMPARE(m_delivered, u"2"_s);
         QCoreApplication::processEvents();
-        QCOMPARE(m_delivered, u"12later"_s);
+        QCOMPARE(m_delivered, u"2later"_s);
     }
 
     void deliversNested()
     {
         m_queue.post(&m_one, shown, [this](bool) {
-            m_delivered += '('_L1;
             m_queue.deliver();
-            m_delivered += ')'_L1;
+            m_delivered += "end"_L1;
         });
         post(&m_one, u"2"_s);
         m_queue.deliver();
-        QCOMPARE(m_delivered, u"(2)"_s);
+        QCOMPARE(m_delivered, u"2end"_s);
     }
 
     void dropsTheRecordsOfAWrapperThatEnds()
@@ -124,6 +106,10 @@ private slots:
     }
 
 private:
+    // Two kinds of change.
+    static constexpr SignalQueue::Kind shown = [](void*, calldata*) {};
+    static constexpr SignalQueue::Kind moved = [](void*, calldata*) {};
+
     void post(const QObject* wrapper, const QString& text, SignalQueue::Kind kind = shown)
     {
         m_queue.post(wrapper, kind, [this, text](bool isMerged) {

@@ -7,6 +7,8 @@
 #include "protocol/wholenumber.h"
 #include "tests/support/table.h"
 
+#include <QHash>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -34,61 +36,33 @@ private slots:
         QVERIFY(!ItemMask::fromVariant(QVariant(QJsonValue(QJsonValue::Undefined))));
     }
 
-    void showsStatistics_data()
-    {
-        constexpr quint64 gigabyte = 1'073'741'824;
-        constexpr quint64 terabyte = 1'099'511'627'776;
-        QTest::addColumn<QString>("shown");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("cpu, two digits") << DisplayText::cpuUsage(12.34) << "12%";
-        QTest::newRow("cpu, one decimal") << DisplayText::cpuUsage(5.67) << "5.7%";
-        QTest::newRow("cpu, full") << DisplayText::cpuUsage(100) << "1e+02%";
-        QTest::newRow("memory has one unit") << DisplayText::memory(2 * gigabyte) << "2048.0 MB";
-        QTest::newRow("disk, megabytes") << DisplayText::freeDisk(123'456'789) << "117.7 MB";
-        QTest::newRow("disk, 1 GB") << DisplayText::freeDisk(gigabyte) << "1024.0 MB";
-        QTest::newRow("disk, above 1 GB") << DisplayText::freeDisk(gigabyte + 1) << "1.0 GB";
-        QTest::newRow("disk, gigabytes") << DisplayText::freeDisk(536'870'912'000) << "500.0 GB";
-        QTest::newRow("disk, 1 TB") << DisplayText::freeDisk(terabyte) << "1024.0 GB";
-        QTest::newRow("disk, above 1 TB") << DisplayText::freeDisk(terabyte + 1) << "1.0 TB";
-        QTest::newRow("disk, 64 bits") << DisplayText::freeDisk(quint64 {1} << 63) << "8388444.2 TB";
-        QTest::newRow("time, truncated") << Output::elapsedTimeText(33'333'333, 5'400) << "00:02:59";
-        QTest::newRow("time, full minute") << Output::elapsedTimeText(33'333'333, 5'401) << "00:03:00";
-        QTest::newRow("time, before the hour") << Output::elapsedTimeText(16'666'666, 216'000) << "00:59:59";
-        QTest::newRow("time, full hour") << Output::elapsedTimeText(16'666'666, 216'001) << "01:00:00";
-        QTest::newRow("time, 100 hours") << Output::elapsedTimeText(1'000'000'000, 360'000) << "100:00:00";
-    }
+    void showsStatistics_data() { addTable(QFINDTESTDATA("statistics.txt"), {"number", "text"}); }
 
     void showsStatistics()
     {
-        QFETCH(const QString, shown);
-        QTEST(shown, "expected");
-    }
-
-    void writesJsonStrings_data()
-    {
-        QTest::addColumn<QByteArray>("text");
-        QTest::addColumn<QByteArray>("json");
-        const auto row = [](const char* name, const QByteArray& text, const QByteArray& json) {
-            QTest::newRow(name) << text << '"' + json + '"';
+        QFETCH(const QString, number);
+        const QHash<QByteArray, QString> texts {
+            {"cpu", DisplayText::cpuUsage(number.toDouble())},
+            {"memory", DisplayText::memory(number.toULongLong())},
+            {"disk", DisplayText::freeDisk(number.toULongLong())},
+            {"time",
+             Output::elapsedTimeText(number.section(" at "_L1, 1).toULongLong(),
+                                     number.section(" at "_L1, 0, 0).toInt())},
         };
-        row("plain", "A ~", "A ~");
-        row("quote", "a\"b", "a\\\"b");
-        row("backslash", "\\", "\\\\");
-        row("control characters", "\x01\t\x1f", "\\u0001\\t\\u001f");
-        row("not ASCII", "Größe", "Größe");
-        row("invalid UTF-8", "\xff", "\xef\xbf\xbd");
-        row("long", QByteArray(3000, 'x'), QByteArray(3000, 'x'));
-        row("long, escaped", QByteArray(3000, '"'), "\\\""_ba.repeated(3000));
+        QTEST(texts.value(QByteArray(QTest::currentDataTag()).split(':').constFirst()), "text");
     }
 
-    void writesJsonStrings()
+    void writesJsonLikeQt()
     {
-        QFETCH(const QByteArray, text);
-        QFETCH(const QByteArray, json);
-        JsonWriter writer;
-        writer.beginObject().key("a").beginArray().string(text).number(-10).value(QString::fromUtf8(text)).endArray();
-        writer.key("b").boolean(true).key("c").string(text).endObject();
-        QCOMPARE(writer.take(), "{\"a\":[" + json + ",-10," + json + "],\"b\":true,\"c\":" + json + '}');
+        for (const QByteArray& text : {"A ~"_ba, "a\"b"_ba, "\\"_ba, "\x01\t\x1f\x7f"_ba, "Größe"_ba, "\xff"_ba,
+                                       QByteArray(3000, 'x'), QByteArray(3000, '"')}) {
+            const QString string = QString::fromUtf8(text); // invalid UTF-8 becomes U+FFFD
+            JsonWriter writer;
+            writer.beginObject().key("a").beginArray().string(text).number(-10).value(string).endArray();
+            writer.key("b").boolean(true).key("c").string(text).endObject();
+            const QJsonObject object {{"a"_L1, QJsonArray {string, -10, string}}, {"b"_L1, true}, {"c"_L1, string}};
+            QCOMPARE(writer.take(), QJsonDocument(object).toJson(QJsonDocument::Compact));
+        }
     }
 
     void buildsMessages()

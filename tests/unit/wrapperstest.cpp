@@ -83,7 +83,8 @@ private slots:
         });
         int received = 0; // of the other item, alone or merged with the worker's
         connect(m_wrapper.get(), &Scene::sceneSourceVisibilityChanged, this, [&](auto*, const auto* item) {
-            received += (!item || item->item() == m_host->items[1]) && itemsOf(Scene(source())) == "ABC"_L1;
+            received += (!item || item->item() == m_host->items[1])
+                && Scene(source()).sceneSources().constLast()->name() == "C"_L1;
         });
         for (int i = 0; i < changes; ++i) {
             const int before = received;
@@ -98,15 +99,6 @@ private slots:
 
 private:
     obs_source_t* source() const { return m_host->scenes.at(0); }
-
-    static QString itemsOf(const Scene& scene)
-    {
-        QString names;
-        for (const SceneSource* item : scene.sceneSources()) {
-            names += item->name();
-        }
-        return names;
-    }
 
     void listenTo(const Scene& scene)
     {
