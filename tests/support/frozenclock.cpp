@@ -30,6 +30,7 @@ nanoseconds systemTime()
 } // namespace
 
 // Exported from the executable, and so found before the one of the C library.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's names are reserved
 extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept
 {
     const auto status = static_cast<int>(syscall(SYS_clock_gettime, clock, time));

@@ -9,28 +9,23 @@ namespace {
 constexpr char inputId[] = "test_input";
 constexpr char transitionId[] = "test_transition";
 
-template<typename Info>
-Info typeInfo(const char* id)
+obs_source_info typeInfo(const char* id)
 {
-    Info info {};
+    obs_source_info info {};
     info.id = id;
     info.get_name = [](void*) { return "Test"; };
-    info.create = [](obs_data_t*, auto* context) { return static_cast<void*>(context); };
+    info.create = [](obs_data_t*, obs_source_t* context) { return static_cast<void*>(context); };
     info.destroy = [](void*) {};
     return info;
 }
 
 void registerTypes()
 {
-    auto input = typeInfo<obs_source_info>(inputId);
-    input.output_flags = OBS_SOURCE_VIDEO;
-    input.get_width = input.get_height = [](void*) { return 16U; };
-    input.video_render = [](void*, gs_effect_t*) {};
+    obs_source_info input = typeInfo(inputId);
     obs_register_source(&input);
 
-    auto transition = typeInfo<obs_source_info>(transitionId);
+    obs_source_info transition = typeInfo(transitionId);
     transition.type = OBS_SOURCE_TYPE_TRANSITION;
-    transition.video_render = [](void*, gs_effect_t*) {};
     transition.audio_render = [](void*, uint64_t*, obs_source_audio_mix*, uint32_t, size_t, size_t) { return false; };
     obs_register_source(&transition);
 }

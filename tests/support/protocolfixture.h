@@ -30,7 +30,7 @@ public:
     Q_DISABLE_COPY_MOVE(ProtocolFixture)
 
     // Connected, and its full state received.
-    std::unique_ptr<Controller> controller()
+    std::unique_ptr<Controller> controller() const
     {
         auto connected = std::make_unique<Controller>(server->serverPort());
         connected->next();
@@ -38,7 +38,7 @@ public:
     }
 
     // Understands long frames too.
-    std::unique_ptr<Controller> longFrameController()
+    std::unique_ptr<Controller> longFrameController() const
     {
         auto connected = controller();
         connected->send({}, true);
