@@ -4,14 +4,6 @@
 #include "network/networkreader.h"
 #include "tests/support/memorydevice.h"
 
-#include <util/base.h>
-
-extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/)
-{
-    base_set_log_handler([](int, const char*, va_list, void*) {}, nullptr);
-    return 0;
-}
-
 // What the reader gives out must not depend on how the bytes were cut.
 static QList<QJsonObject> objectsIn(const QByteArray& bytes, qsizetype pieceSize, bool& isWellFormed)
 {

@@ -5,6 +5,8 @@
 #include <QJsonDocument>
 #include <QMetaMethod>
 
+#include <thread>
+
 using namespace Qt::StringLiterals;
 
 // Requests, answers and notifications, seen by real controllers.
@@ -208,7 +210,7 @@ private slots:
             const auto second = m_fixture->controller();
             const auto change = [&] { m_fixture->host.perform(script.remove(u'!').trimmed()); };
             if (onOtherThread) {
-                ObsRuntime::onOtherThread(change);
+                std::thread(change).join();
             } else {
                 change();
             }

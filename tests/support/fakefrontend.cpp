@@ -160,11 +160,6 @@ void FakeFrontEnd::removeScene(const OBSSource& scene)
     currentScene = isCurrent ? scenes.at(0) : currentScene;
 }
 
-void FakeFrontEnd::moveRow(const QString& from, const QString& to) const
-{
-    sceneList->insertItem(to.toInt(), sceneList->takeItem(from.toInt()));
-}
-
 void FakeFrontEnd::perform(const QString& script)
 {
     const auto sceneNamed = [this](const QString& name) -> obs_source_t* {
@@ -200,7 +195,11 @@ void FakeFrontEnd::perform(const QString& script)
         // Rows of the window's list of scenes.
         {u"drag to end row"_s,
          [this](auto row) { sceneList->model()->moveRow({}, row.toInt(), {}, sceneList->count()); }},
-        {u"move row"_s, [this](auto rows) { moveRow(rows.section(u'>', 0, 0), rows.section(u'>', 1)); }},
+        {u"move row"_s,
+         [this](auto rows) {
+             sceneList->insertItem(rows.section(u'>', 1).toInt(),
+                                   sceneList->takeItem(rows.section(u'>', 0, 0).toInt()));
+         }},
         {u"remove row"_s, [this](auto row) { delete sceneList->takeItem(row.toInt()); }},
         {u"add row"_s, [this](auto name) { sceneList->addItem(name); }},
     };

@@ -71,5 +71,4 @@ public:
 
 private:
     void removeScene(const OBSSource& scene);
-    void moveRow(const QString& from, const QString& to) const;
 };

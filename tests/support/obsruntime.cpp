@@ -2,32 +2,22 @@
 #include "obsruntime.h"
 
 #include <cstdarg>
-#include <thread>
 
 namespace {
 
 constexpr char inputId[] = "test_input";
 constexpr char transitionId[] = "test_transition";
 
-obs_source_info typeInfo(const char* id)
+void registerType(const char* id, obs_source_type type)
 {
     obs_source_info info {};
     info.id = id;
+    info.type = type;
     info.get_name = [](void*) { return "Test"; };
     info.create = [](obs_data_t*, obs_source_t* context) { return static_cast<void*>(context); };
     info.destroy = [](void*) {};
-    return info;
-}
-
-void registerTypes()
-{
-    obs_source_info input = typeInfo(inputId);
-    obs_register_source(&input);
-
-    obs_source_info transition = typeInfo(transitionId);
-    transition.type = OBS_SOURCE_TYPE_TRANSITION;
-    transition.audio_render = [](void*, uint64_t*, obs_source_audio_mix*, uint32_t, size_t, size_t) { return false; };
-    obs_register_source(&transition);
+    info.audio_render = [](void*, uint64_t*, obs_source_audio_mix*, uint32_t, size_t, size_t) { return false; };
+    obs_register_source(&info);
 }
 
 void reportErrors(int level, const char* format, va_list arguments, void* /*parameter*/)
@@ -47,7 +37,8 @@ bool start()
     if (!obs_startup("en-US", nullptr, nullptr)) {
         return false;
     }
-    registerTypes();
+    registerType(inputId, OBS_SOURCE_TYPE_INPUT);
+    registerType(transitionId, OBS_SOURCE_TYPE_TRANSITION);
     return true;
 }
 
@@ -93,11 +84,6 @@ void raise(obs_source_t* source, const char* signal, const std::function<void(ca
     }
     signal_handler_signal(obs_source_get_signal_handler(source), signal, &arguments);
     calldata_free(&arguments);
-}
-
-void onOtherThread(const std::function<void()>& function)
-{
-    std::thread(function).join();
 }
 
 } // namespace ObsRuntime

@@ -28,7 +28,4 @@ obs_sceneitem_t* addItem(obs_scene_t* scene, const char* name);
 // Emits a signal of the source, with these arguments besides "source" and, for a scene, "scene".
 void raise(obs_source_t* source, const char* signal, const std::function<void(calldata_t*)>& addArguments = {});
 
-// Runs the function on another thread and waits for its end without turning the event loop.
-void onOtherThread(const std::function<void()>& function);
-
 } // namespace ObsRuntime

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "model/signalqueue.h"
 
-#include "tests/support/obsruntime.h"
-
 #include <QTest>
 #include <QThread>
 #include <QTimer>
+
+#include <memory>
+#include <thread>
 
 using namespace Qt::StringLiterals;
 
@@ -22,10 +23,10 @@ private slots:
         for (const bool isAsked : {true, false}) {
             init();
             post(&m_one, u"1"_s);
-            ObsRuntime::onOtherThread([this] {
+            std::thread([this] {
                 post(&m_other, u"2"_s);
                 post(&m_one, u"3"_s);
-            });
+            }).join();
             post(&m_other, u"4"_s);
             QVERIFY(m_delivered.isEmpty());
             isAsked ? m_queue.deliver() : QCoreApplication::processEvents();
