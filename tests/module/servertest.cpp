@@ -50,7 +50,7 @@ private slots:
             json["from"_L1] = m_connections.indexOf(connection);
             QVERIFY(m_server->write(connection, json));
         });
-        second->sendBytes("0008{\"n\":22}0008{\"n\":33}");
+        second->sendBytes(R"(0008{"n":22}0008{"n":33})");
         first->send({{"n"_L1, 11}});
         QCOMPARE(second->next(), (QJsonObject {{"n"_L1, 22}, {"from"_L1, 1}}));
         QCOMPARE(second->next(), (QJsonObject {{"n"_L1, 33}, {"from"_L1, 1}}));
@@ -103,9 +103,9 @@ private slots:
         row("not an object", "Malformed json: []"_L1 + failed,
             [](auto&, auto& peer) { peer.sendBytes("0002[]0002{}"); });
         row("server stops", reported, [](auto& server, auto& peer) {
-            server->writeAll(QJsonObject {{"n"_L1, 1}});
+            server->writeAll("{}");
             server->stop();
-            QCOMPARE(peer.next(), (QJsonObject {{"n"_L1, 1}}));
+            QVERIFY(peer.next()); // what was written before
         });
         const auto writeOn = [this](auto& server, auto&) {
             constexpr qint64 limit = 16'777'216;
@@ -146,7 +146,7 @@ private slots:
 
     void limitsInputOfABusyConnection()
     {
-        constexpr int megabyte = 1'048'576;
+        constexpr qsizetype megabyte = 1'048'576;
         const auto controller = connectController();
         connect(m_server.get(), &NetworkServer::receivedJson, this, [&] {
             controller->sendBytes(QByteArray(64 * megabyte, ' '));
@@ -181,8 +181,8 @@ private slots:
             if (ending) {
                 ending(m_server, *controller);
             } else {
-                m_server->writeAll(QJsonObject {{"n"_L1, 1}});
-                QCOMPARE(controller->next(), (QJsonObject {{"n"_L1, 1}}));
+                m_server->writeAll("{}");
+                QVERIFY(controller->next());
             }
             bystander->close();
             QTRY_VERIFY(!m_connections.at(1));
