@@ -161,7 +161,7 @@ void SettingsDialog::refreshControllers()
 
 void SettingsDialog::updateApplyButton()
 {
-    m_applyButton->setEnabled(!m_server->isListening() || m_portBox->value() != m_server->serverPort());
+    m_applyButton->setEnabled(m_portBox->value() != m_server->serverPort()); // which is 0 unless it listens
 }
 
 void SettingsDialog::applyPort()
