@@ -6,11 +6,11 @@
 Runs outside scripts/environment, since ./run enters it.
 """
 
+import contextlib
 import os
 import pathlib
 import pty
 import re
-import sys
 
 RUN = pathlib.Path(__file__).resolve().parents[2] / "run"
 WATCHING = b"transitionDuration"  # the end of the state that kestrelctl prints
@@ -22,17 +22,14 @@ def main():
     if pid == 0:
         os.execv(RUN, [RUN])
     output, is_interrupted = b"", False
-    while True:
-        try:
+    with contextlib.suppress(OSError):  # how Linux reports that the last process has closed the terminal
+        while True:
             piece = os.read(terminal, 4096)
-        except OSError:  # how Linux reports that the last process has closed the terminal
-            break
-        output += piece
-        sys.stdout.buffer.write(piece)
-        sys.stdout.flush()
-        if WATCHING in output and not is_interrupted:
-            is_interrupted = True
-            os.write(terminal, CTRL_C)
+            output += piece
+            os.write(1, piece)
+            if WATCHING in output and not is_interrupted:
+                is_interrupted = True
+                os.write(terminal, CTRL_C)
     status = os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1])
     assert is_interrupted and status == 0, f"./run ended with status {status}"
     log = re.search(rb"OBS Studio ended with status 0; its log is (\S+)", output)
