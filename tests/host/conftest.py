@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 """Fixtures: OBS processes with the plug-in, one of its own for each test file."""
 
+import contextlib
 import os
 
 import pytest
@@ -11,38 +12,36 @@ from obskit.obswebsocket import connect_to_obs
 
 MODULE = os.environ["KESTREL_MODULE"]
 
-SHOW = collection("Show", {
+SCENES = {
     "Opening": ["Title", "Clock", "Wall"],
     "Interview": ["Lower third", "Guest", "Host", "Backdrop"],
     "Überblick": [],
-})
-REHEARSAL = collection("Rehearsal", {"Stage": ["Lights", "Floor"], "Off": []}, transition="Cut")
+}
+COLLECTIONS = (collection("Show", SCENES),
+               collection("Rehearsal", {"Stage": ["Lights", "Floor"], "Off": []}, transition="Cut"))
 
 
 @pytest.fixture(scope="session")
 def new_host(tmp_path_factory):
     """Starts OBS: new_host(collections=..., module=..., start=True)."""
-    hosts = []
+    with contextlib.ExitStack() as hosts:
+        def make(module=MODULE, collections=COLLECTIONS, start=True):
+            host = ObsProcess(tmp_path_factory.mktemp("host"), module, collections=collections,
+                              obs_websocket_port=free_port())
+            hosts.callback(host.stop)
+            if start:
+                host.start()
+                if module:
+                    host.wait_until_listening()
+            return host
 
-    def make(module=MODULE, collections=(SHOW, REHEARSAL), start=True, **options):
-        host = ObsProcess(tmp_path_factory.mktemp("host"), module=module, collections=collections,
-                          obs_websocket_port=free_port(), **options)
-        hosts.append(host)
-        if start:
-            host.start()
-            if module:
-                host.wait_until_listening()
-        return host
-
-    yield make
-    for host in hosts:
-        host.stop()
+        yield make
 
 
 @pytest.fixture(scope="module")
 def host(new_host, request):
     """With the test file's COLLECTIONS, or the default ones."""
-    host = new_host(collections=getattr(request.module, "COLLECTIONS", (SHOW, REHEARSAL)))
+    host = new_host(collections=getattr(request.module, "COLLECTIONS", COLLECTIONS))
     yield host
     host.assert_proper_end()
 

@@ -14,9 +14,8 @@ def scenes(scene_list):
 
 
 def test_items_of_the_program_scene(host, controller, obs_websocket):
-    item = obs_websocket.items("Opening")["Clock"]["sceneItemId"]
     with CheckedController(host.port) as other:
-        obs_websocket("SetSceneItemEnabled", sceneName="Opening", sceneItemId=item, sceneItemEnabled=False)
+        obs_websocket.show("Opening", "Clock", False)
         for receiver in controller, other:
             assert receiver.expect("sceneList", "sourceVisibles")[1] == 5
 
@@ -70,10 +69,10 @@ def test_scenes_change_are_made_renamed_and_removed(controller, obs_websocket):
 
     # The program scene is removed: OBS switches to another one.
     obs_websocket("RemoveScene", sceneName="Extra")
-    controller.wait_for_push("currentScene", lambda name: name != "Extra")
+    controller.wait_for(lambda state: state["currentScene"] != "Extra")
     assert "Extra" not in scenes(controller.get("sceneList"))
     controller.set("currentScene", "Opening")
-    controller.wait_for_push("currentScene", lambda name: name == "Opening")
+    controller.wait_for(lambda state: state["currentScene"] == "Opening")
 
 
 def test_studio_mode_and_its_transition(controller, obs_websocket):
@@ -85,10 +84,9 @@ def test_studio_mode_and_its_transition(controller, obs_websocket):
     assert [scene["name"] for scene in values[0] if scene["isCurrent"]] == ["Interview"]
 
     # Masks are of the program scene, whatever changes in the preview.
-    item = obs_websocket.items("Interview")["Guest"]["sceneItemId"]
-    obs_websocket("SetSceneItemEnabled", sceneName="Interview", sceneItemId=item, sceneItemEnabled=False)
+    obs_websocket.show("Interview", "Guest", False)
     assert controller.expect("sceneList", "sourceVisibles")[1] == 7
-    obs_websocket("SetSceneItemEnabled", sceneName="Interview", sceneItemId=item, sceneItemEnabled=True)
+    obs_websocket.show("Interview", "Guest", True)
     controller.expect("sceneList", "sourceVisibles")
 
     controller.set("triggerTransition", False)

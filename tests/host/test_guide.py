@@ -11,8 +11,7 @@ import threading
 
 import pytest
 
-from kestrelbridge import encode_frame
-from obskit.checkedcontroller import DOCS, MESSAGE, REQUEST, CheckedController
+from obskit.checkedcontroller import DOCS, MESSAGE, REQUEST, CheckedController, push
 from obskit.obsprocess import collection
 
 GUIDE = (DOCS / "protocol.md").read_text()
@@ -96,10 +95,6 @@ def test_its_programs(host):
             assert watcher.expect("sceneList", "sourceVisibles")[1] == mask
 
 
-def values(**entries):
-    return encode_frame([{"name": name, "type": "set", "value": value} for name, value in entries.items()])
-
-
 @pytest.mark.parametrize("name, interpreter", [("controller.py", sys.executable), ("controller.js", "node")])
 def test_its_programs_during_a_change_of_the_scene_collection(name, interpreter):
     """The list of scenes is empty at first, and the mask is not pushed with the new scene."""
@@ -111,17 +106,17 @@ def test_its_programs_during_a_change_of_the_scene_collection(name, interpreter)
     def serve():
         connection, _ = server.accept()
         with connection, connection.makefile("rb") as stream:
-            connection.sendall(values(sceneList=[], currentScene="", sourceVisibles="", transitionDuration=300)
-                               + values(fps="", sceneList=[])
-                               + values(sceneList=[scene]) + values(currentScene="Opening"))
+            connection.sendall(push(sceneList=[], currentScene="", sourceVisibles="", transitionDuration=300)
+                               + push(fps="", sceneList=[])
+                               + push(sceneList=[scene]) + push(currentScene="Opening"))
             while header := stream.read(4):
                 body = stream.read(int(stream.read(8) if header == b"####" else header))
                 for entry in json.loads(body)["values"]:
                     if entry.get("type") == "set":
                         requested.append(entry["value"])
-                        connection.sendall(values(sourceVisibles=entry["value"]))
+                        connection.sendall(push(sourceVisibles=entry["value"]))
                     elif entry["name"] == "sourceVisibles":
-                        connection.sendall(values(fps="", sourceVisibles=3))
+                        connection.sendall(push(fps="", sourceVisibles=3))
 
     with socket.create_server(("127.0.0.1", 0)) as server:
         thread = threading.Thread(target=serve)

@@ -14,7 +14,7 @@ import threading
 
 import pytest
 
-from obskit.checkedcontroller import CheckedController, frame
+from obskit.checkedcontroller import CheckedController, push
 from obskit.obsprocess import collection, free_port
 
 CTL = os.environ["KESTREL_CTL"]
@@ -114,7 +114,7 @@ def serve_once(answer):
 
 def test_what_does_not_come(controller):
     values = controller.state | {"sceneList": [{"name": "Opening", "sourceList": [{"name": "Title"}]}]}
-    state = frame({"values": [{"name": name, "type": "set", "value": value} for name, value in values.items()]})
+    state = push(**values)
     for port, line, status, message in [
             (free_port(), "state", 3, "no connection to the plug-in on port"),
             (free_port(), "wait --timeout 0.3", 3, "Connection refused"),

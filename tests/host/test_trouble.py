@@ -4,7 +4,8 @@
 import socket
 import time
 
-from obskit.checkedcontroller import CheckedController, frame
+from kestrelbridge import encode_frame
+from obskit.checkedcontroller import CheckedController
 from obskit.obsprocess import collection, wait_for
 
 SCENES, ITEMS = 60, 20
@@ -20,8 +21,7 @@ def test_a_large_collection(host, obs_websocket):
         plain.send([{"name": "fps"}, {"name": "sceneList"}, {"name": "streaming"}])
         assert plain.next() == [("fps", "10.00 fps"), (None, None), ("streaming", False)]
 
-        item = obs_websocket.items("Scene 0")["Item 0 3"]["sceneItemId"]
-        obs_websocket("SetSceneItemEnabled", sceneName="Scene 0", sceneItemId=item, sceneItemEnabled=False)
+        obs_websocket.show("Scene 0", "Item 0 3", False)
         pushed, mask = agreed.expect("sceneList", "sourceVisibles")
         assert pushed[0]["sourceList"][3] == {"name": "Item 0 3", "isVisible": False, "isLocked": False, "sortIndex": 3}
         assert plain.expect("sourceVisibles") == [mask] == [2 ** ITEMS - 1 - 8]
@@ -41,7 +41,7 @@ def test_many_come_and_go(host):
         for _ in range(20):
             sockets = [socket.create_connection(("127.0.0.1", host.port)) for _ in range(100)]
             for position, connection in enumerate(sockets):
-                connection.sendall(frame({"values": []})[:position % 16])
+                connection.sendall(encode_frame([])[:position % 16])
                 if position % 2:
                     connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, b"\1\0\0\0\0\0\0\0")  # resets
                 connection.close()
@@ -57,16 +57,14 @@ def test_a_dialog_left_open(host, obs_websocket):
         asking.set("streaming", 1)
         asking.send([{"name": "fps"}])
         dialog = wait_for(lambda: host.windows("Failed to start streaming"), 20, "the dialog")
-        item = obs_websocket.items("Scene 0")["Item 0 0"]["sceneItemId"]
         begin = time.monotonic()
         while time.monotonic() < begin + 7:  # longer than the keep-alive timeout of 5 s
             for is_visible in (False, True):
-                obs_websocket("SetSceneItemEnabled", sceneName="Scene 0", sceneItemId=item,
-                              sceneItemEnabled=is_visible)
-                other.wait_for_push("sourceVisibles", lambda mask: mask & 1 == is_visible)
+                obs_websocket.show("Scene 0", "Item 0 0", is_visible)
+                other.wait_for(lambda state: state["sourceVisibles"] & 1 == is_visible)
         with CheckedController(host.port) as late:
             assert late.get("fps") == "10.00 fps"
-        host.press("Escape", dialog[0])
+        host.press(dialog[0], "Escape")
         while asking.next() != [("fps", "10.00 fps")]:
             pass
         assert asking.get("streaming") is False

@@ -1,13 +1,13 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 """A controller for tests: checks the form of every message, in both directions, and sees every push in its order."""
 
+import contextlib
 import functools
 import json
 import pathlib
-import time
 
 import jsonschema
-from kestrelbridge import LONG_FRAME_MARK, LONGEST_SHORT_BODY_BYTES, Controller, Disconnected
+from kestrelbridge import LONG_FRAME_MARK, LONGEST_SHORT_BODY_BYTES, Controller, Disconnected, encode_frame
 
 DOCS = pathlib.Path(__file__).resolve().parents[2] / "docs"
 FORMS = json.loads((DOCS / "protocol.schema.json").read_text())["$defs"]
@@ -27,10 +27,9 @@ def check_message(body):
     MESSAGE.validate(json.loads(body))
 
 
-def frame(text):
-    """An ordinary frame with any body, also one that is not a message."""
-    body = text.encode() if isinstance(text, str) else json.dumps(text).encode()
-    return b"%04d" % len(body) + body
+def push(**values):
+    """What the plug-in sends: a message that sets properties."""
+    return encode_frame([{"name": name, "type": "set", "value": value} for name, value in values.items()])
 
 
 class CheckedController(Controller):
@@ -51,40 +50,27 @@ class CheckedController(Controller):
             check_message(body)
         return body
 
-    def next(self, timeout=TIMEOUT_S):
+    def next(self):
         """The next message as a list of (name, value), an empty entry as (None, None)."""
-        return [(entry.get("name"), entry.get("value")) for entry in self.receive(timeout)]
+        return [(entry.get("name"), entry.get("value")) for entry in self.receive(TIMEOUT_S)]
 
     def sync(self):
         """Every push that was sent before the plug-in handled this request, each as (name, value)."""
         self.send([{"name": MARKER}])
         pushes = []
-        while True:
-            message = self.next()
-            if message[0][0] == MARKER:
-                return pushes
+        while (message := self.next())[0][0] != MARKER:
             assert len(message) == 1, "a push has one entry"
             pushes += message
+        return pushes
 
     def expect(self, *names):
         """The values of the next pushes, which have these names in this order."""
-        values = []
-        for position, name in enumerate(names):
-            [(pushed, value)] = self.next()
-            assert pushed == name, f"push {position} of {names}"
-            values.append(value)
-        return values
-
-    def wait_for_push(self, name, is_wanted):
-        """Ignores pushes until one of that name has a wanted value."""
-        while not any(pushed == name and is_wanted(value) for pushed, value in self.next()):
-            pass
+        pushes = [push for _ in names for push in self.next()]
+        assert tuple(name for name, _ in pushes) == names
+        return [value for _, value in pushes]
 
     def wait_until_closed(self):
-        """The time until the plug-in ended this connection, in seconds."""
-        begin = time.monotonic()
-        try:
+        """Receives until the plug-in ends this connection."""
+        with contextlib.suppress(Disconnected):
             while True:
                 self.receive(TIMEOUT_S)
-        except Disconnected:
-            return time.monotonic() - begin

@@ -20,16 +20,15 @@ import time
 import warnings
 
 SCREEN = "1280x1024x24"
-HIGHEST_PORT = 65353
+ENDING_S = 30
+
+COLOURS = [0xFFD08770, 0xFFA3BE8C, 0xFF5E81AC, 0xFFB48EAD, 0xFFEBCB8B, 0xFF4C566A]
 
 
 def free_port():
-    """An unused port of the loopback interface, within the plug-in's range."""
-    port = HIGHEST_PORT + 1
-    while port > HIGHEST_PORT:
-        with socket.create_server(("127.0.0.1", 0)) as probe:
-            port = probe.getsockname()[1]
-    return port
+    """An unused port of the loopback interface. Linux chooses one below 61000, which the plug-in accepts."""
+    with socket.create_server(("127.0.0.1", 0)) as probe:
+        return probe.getsockname()[1]
 
 
 def wait_for(condition, timeout, what):
@@ -47,14 +46,13 @@ def collection(name, scenes, transition="Fade"):
 
     The bottom-most item fills the scene, the others are small pictures in front of it.
     """
-    colours = itertools.cycle([0xFFD08770, 0xFFA3BE8C, 0xFF5E81AC, 0xFFB48EAD, 0xFFEBCB8B, 0xFF4C566A])
-    inputs, sources = {}, []
+    inputs = dict.fromkeys(item for items in scenes.values() for item in reversed(items))
+    sources = [{"id": "color_source", "versioned_id": "color_source_v3", "name": item,
+                "settings": {"width": 1280, "height": 720, "color": colour}}
+               for item, colour in zip(inputs, itertools.cycle(COLOURS))]
     for scene, items in scenes.items():
         entries = []
         for position, item in enumerate(reversed(items)):
-            if item not in inputs:
-                inputs[item] = {"id": "color_source", "versioned_id": "color_source_v3", "name": item,
-                                "settings": {"width": 1280, "height": 720, "color": next(colours)}}
             row, column = divmod(position - 1, 3)
             place = {"x": 60.0 + 400 * column, "y": 60.0 + 260 * (row % 2)} if position else {"x": 0, "y": 0}
             entries.append({"name": item, "id": position + 1, "visible": True, "locked": False, "pos": place,
@@ -62,7 +60,7 @@ def collection(name, scenes, transition="Fade"):
         sources.append({"id": "scene", "versioned_id": "scene", "name": scene,
                         "settings": {"id_counter": len(items), "custom_size": False, "items": entries}})
     first = next(iter(scenes))
-    return {"name": name, "sources": [*inputs.values(), *sources], "current_scene": first,
+    return {"name": name, "sources": sources, "current_scene": first,
             "current_program_scene": first, "scene_order": [{"name": scene} for scene in scenes],
             "current_transition": transition, "transition_duration": 300, "transitions": [], "groups": [],
             "quick_transitions": [], "saved_projectors": [], "modules": {}}
@@ -75,59 +73,41 @@ class ObsProcess:
         self.folder = pathlib.Path(folder).resolve()
         self.settings = self.folder / ".config/obs-studio"
         self.recordings = self.folder / "recordings"
+        self.plugin_config = self.folder / ".local/share/corvane/Wrenlink/config.json"
+        self.log_path = self.folder / "obs.log"
         self.port = port or free_port()
         self.obs_websocket_port = obs_websocket_port
-        self.exit_status = None
         self.display = display
-        self.log_path = self.folder / "obs.log"
-        self.plugin_config = self.folder / ".local/share/corvane/Wrenlink/config.json"
-        self._screen = self._process = None
-        self._write_settings(module, collections, preview)
+        self.exit_status = self._screen = self._process = None
 
-    def __enter__(self):
-        self.start()
-        return self
-
-    def __exit__(self, *_):
-        self.stop()
-
-    # Settings
-
-    def _write_settings(self, module, collections, preview):
         shutil.rmtree(self.settings, ignore_errors=True)
         self.recordings.mkdir(parents=True, exist_ok=True)
-        profile = {
+        self._write_ini("basic/profiles/Kestrel/basic.ini", {
             "General": {"Name": "Kestrel"},
             "Video": {"BaseCX": 1280, "BaseCY": 720, "OutputCX": 640, "OutputCY": 360, "FPSType": 0, "FPSCommon": 10},
             "Output": {"Mode": "Simple"},
             "SimpleOutput": {"FilePath": self.recordings, "RecFormat2": "mkv", "RecQuality": "Stream"},
-        }
-        user = {
-            # OBS shows no first-run, update or exit dialog with these.
-            "General": {"FirstRun": "true", "LastVersion": 536870912, "ConfirmOnExit": "false"},
-            "Basic": {"Profile": "Kestrel", "ProfileDir": "Kestrel"},
-            "BasicWindow": {"PreviewEnabled": str(preview).lower()},
-        }
-        if collections:
-            user["Basic"] |= {"SceneCollection": collections[0]["name"], "SceneCollectionFile": collections[0]["name"]}
-        self._write_ini("global.ini", user)
-        self._write_ini("user.ini", user)
-        self._write_ini("basic/profiles/Kestrel/basic.ini", profile)
+        })
+        first = {f"SceneCollection{suffix}": content["name"] for content in collections[:1] for suffix in ("", "File")}
+        for name in "global.ini", "user.ini":
+            self._write_ini(name, {
+                # OBS shows no first-run, update or exit dialog with these.
+                "General": {"FirstRun": "true", "LastVersion": 536870912, "ConfirmOnExit": "false"},
+                "Basic": {"Profile": "Kestrel", "ProfileDir": "Kestrel"} | first,
+                "BasicWindow": {"PreviewEnabled": str(preview).lower()},
+            })
         for content in collections:
             self._write(self.settings / f"basic/scenes/{content['name']}.json", json.dumps(content))
-        if self.obs_websocket_port:
+        if obs_websocket_port:
             self._write(self.settings / "plugin_config/obs-websocket/config.json", json.dumps({
                 "server_enabled": True, "auth_required": False, "first_load": False, "alerts_enabled": False,
-                "server_port": self.obs_websocket_port}))
+                "server_port": obs_websocket_port}))
         if module:
             place = self.settings / "plugins/kestrelbridge"
             (place / "bin/64bit").mkdir(parents=True)
             shutil.copy(module, place / "bin/64bit/kestrelbridge.so")
             shutil.copytree(pathlib.Path(module).parent / "data", place / "data")
-        self.configure_plugin(json.dumps({"port": self.port}))
-
-    def configure_plugin(self, text):
-        self._write(self.plugin_config, text)
+        self._write(self.plugin_config, json.dumps({"port": self.port}))
 
     @staticmethod
     def _write(path, text):
@@ -139,7 +119,12 @@ class ObsProcess:
             "\n".join([f"[{section}]", *(f"{key}={value}" for key, value in entries.items()), ""])
             for section, entries in sections.items()))
 
-    # The process
+    def __enter__(self):
+        self.start()
+        return self
+
+    def __exit__(self, *_):
+        self.stop()
 
     def start(self):
         environment = os.environ | {"HOME": str(self.folder), "QT_QPA_PLATFORM": "xcb"}
@@ -155,42 +140,33 @@ class ObsProcess:
                 ["obs", "--multi", "--disable-updater", "--disable-shutdown-check", "--disable-missing-files-check"],
                 env=environment, cwd=self.folder, stdin=subprocess.DEVNULL, stdout=log, stderr=log,
                 start_new_session=True)
-
-    @property
-    def pid(self):
-        return self._process.pid
+        self.pid = self._process.pid
 
     def log(self):
-        return self.log_path.read_text(errors="replace") if self.log_path.exists() else ""
+        return self.log_path.read_text(errors="replace")
 
-    def wait_for_log(self, pattern, timeout=30):
+    def wait_for_log(self, pattern):
         def found():
             match = re.search(pattern, self.log())
             if not match and self._process.poll() is not None:
                 raise RuntimeError(f"OBS ended before it logged: {pattern}\n{self.log()[-3000:]}")
             return match
-        return wait_for(found, timeout, f"in the log of OBS: {pattern}")
+        return wait_for(found, 60, f"in the log of OBS: {pattern}")
 
-    def wait_until_listening(self, timeout=60):
-        self.wait_for_log(r"\[kestrelbridge\] Server listening on localhost", timeout)
+    def wait_until_listening(self):
+        self.wait_for_log(r"\[kestrelbridge\] Server listening on localhost")
 
-    def _on_screen(self, *command):
+    def on_screen(self, *command):
+        """The words that a program for X prints."""
         return subprocess.run(command, env=os.environ | {"DISPLAY": self.display}, capture_output=True, text=True,
                               check=False).stdout.split()
 
     def windows(self, name):
         """The visible windows of OBS whose title matches."""
-        return self._on_screen("xdotool", "search", "--all", "--onlyvisible", "--pid", str(self.pid), "--name", name)
+        return self.on_screen("xdotool", "search", "--all", "--onlyvisible", "--pid", str(self.pid), "--name", name)
 
-    def press(self, key, window):
-        self._on_screen("xdotool", "key", "--window", window, key)
-
-    def focus(self, window):
-        """Gives a window the focus; there is no window manager that does so when another one closes."""
-        self._on_screen("xdotool", "windowfocus", "--sync", window)
-
-    def focused_window(self):
-        return self._on_screen("xdotool", "getwindowfocus")[0]
+    def press(self, window, *keys):
+        self.on_screen("xdotool", "key", "--window", window, *keys)
 
     @property
     def main_window(self):
@@ -199,22 +175,20 @@ class ObsProcess:
     def screenshot(self, path, window=None, area=None):
         """Saves the main window of OBS as an image, or another one, or an area of it such as "100x50+0+200"."""
         options = ["-crop", area, "+repage"] if area else []
-        self._on_screen("import", "-window", window or self.main_window, *options, str(path))
+        self.on_screen("import", "-window", window or self.main_window, *options, str(path))
 
-    def stop(self, timeout=30):
-        """Closes OBS as a user would, then its screen. The exit status stays available."""
+    def stop(self):
+        """Closes OBS as a user would, then its screen."""
         if self._process:
-            self._process.send_signal(signal.SIGINT)
+            self._process.send_signal(signal.SIGINT)  # does nothing once OBS has ended
             try:
-                self.exit_status = self._process.wait(timeout)
+                self._process.wait(ENDING_S)
             except subprocess.TimeoutExpired:
                 self._process.kill()
-                self.exit_status = self._process.wait()
-            self._process = None
+            self.exit_status = self._process.wait()
         if self._screen:
             with self._screen:
                 self._screen.terminate()
-            self._screen = self.display = None
 
     def status(self, key):
         """A number that the kernel reports of OBS, such as "Threads", or "VmRSS" in KiB."""
@@ -237,4 +211,4 @@ class ObsProcess:
     def leaks(self):
         """The number of memory leaks that OBS logged at its end; None when it did not end properly."""
         match = re.search(r"Number of memory leaks: (\d+)", self.log())
-        return int(match.group(1)) if match else None
+        return int(match[1]) if match else None

@@ -18,57 +18,45 @@ class RequestFailed(Exception):
 class ObsWebSocketClient:
     """One connection; a call is a request, its result the response data."""
 
-    def __init__(self, port, timeout_s=TIMEOUT_S):
-        self._socket = websocket.create_connection(f"ws://127.0.0.1:{port}", timeout=timeout_s)
+    def __init__(self, port):
+        self._socket = websocket.create_connection(f"ws://127.0.0.1:{port}", timeout=TIMEOUT_S)
         self._socket.recv()
-        self._send(1, {"rpcVersion": 1, "eventSubscriptions": 0})
-        self._socket.recv()
+        self._exchange(1, rpcVersion=1, eventSubscriptions=0)
 
     def __enter__(self):
         return self
 
     def __exit__(self, *_):
-        self.close()
-
-    def close(self):
         self._socket.close()
 
-    def _send(self, operation, data):
+    def _exchange(self, operation, **data):
         self._socket.send(json.dumps({"op": operation, "d": data}))
-
-    def _receive(self):
         return json.loads(self._socket.recv())["d"]
 
     def __call__(self, request, **data):
-        self._send(6, {"requestType": request, "requestId": "1", "requestData": data})
-        response = self._receive()
-        if not response["requestStatus"]["result"]:
-            raise RequestFailed(response)
-        return response.get("responseData")
+        return self.execute_batch([{"requestType": request, "requestData": data}])[0].get("responseData")
 
     def execute_batch(self, requests):
-        """Requests that one thread of OBS executes in their order; their number."""
-        self._send(8, {"requestId": "1", "haltOnFailure": True, "requests": requests})
-        results = self._receive()["results"]
-        for result in results:
-            if not result["requestStatus"]["result"]:
-                raise RequestFailed(result)
-        return len(results)
+        """Requests that one thread of OBS executes in their order; their results."""
+        results = self._exchange(8, requestId="1", haltOnFailure=True, requests=requests)["results"]
+        if not results[-1]["requestStatus"]["result"]:  # the first failure is the last result
+            raise RequestFailed(results[-1])
+        return results
 
     def items(self, scene):
         """The items of a scene by name, each with its id, top-most last."""
         return {item["sourceName"]: item for item in self("GetSceneItemList", sceneName=scene)["sceneItems"]}
 
+    def show(self, scene, item, is_visible):
+        item_id = self.items(scene)[item]["sceneItemId"]
+        self("SetSceneItemEnabled", sceneName=scene, sceneItemId=item_id, sceneItemEnabled=is_visible)
+
 
 def connect_to_obs(obs):
     """A client of the obs-websocket of an ObsProcess, once OBS has loaded."""
     def connect():
-        with contextlib.suppress(OSError):
+        with contextlib.suppress(OSError, RequestFailed):
             client = ObsWebSocketClient(obs.obs_websocket_port)
-            try:
-                client("GetSceneList")  # refused while OBS is loading
-                return client
-            except RequestFailed:
-                client.close()
-        return None
+            client("GetSceneList")  # refused while OBS is loading
+            return client
     return wait_for(connect, 60, "a response of obs-websocket")

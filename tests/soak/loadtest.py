@@ -23,8 +23,8 @@ class LoadTest:
         self._collections = [collection(*content, transition="Cut") for content in collections]
         self._figures, self._failures = [], []
 
-    def run(self):
-        """Prints the figures; true when OBS ended properly and everything is within its limit."""
+    def run(self, *arguments):
+        """Applies the load and prints the figures; true when OBS ended properly and everything is within its limit."""
         with tempfile.TemporaryDirectory() as folder:
             self.obs = ObsProcess(folder, self.module, collections=self._collections, obs_websocket_port=free_port())
             try:
@@ -32,7 +32,7 @@ class LoadTest:
                     if self.module:
                         self.obs.wait_until_listening()
                     self.obs_websocket = connect_to_obs(self.obs)
-                    self.load()
+                    self.load(*arguments)
                 self.obs.assert_proper_end()
                 self.figure("leaks", self.obs.leaks() or 0, limit=LEAKS_A_COLLECTION * self.loaded_collections)
             except Exception:  # any exception is a failure of the test

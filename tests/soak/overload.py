@@ -15,10 +15,10 @@ import re
 import sys
 import threading
 import time
+import types
 
-import Xlib.display
-import Xlib.protocol.event
-import Xlib.X
+from Xlib import X, display
+from Xlib.protocol import event
 
 from kestrelbridge import Controller, WaitTimeout, encode_frame
 from obskit.checkedcontroller import MARKER
@@ -44,7 +44,7 @@ STALLED_S = 20
 MASK_FRAME_ENTRIES = 200
 LIST_FRAME_ENTRIES = 400
 FRAMES_PER_S = 600
-LONGEST_BODY_BYTES = 1_048_576
+LONG_FRAME_PAIRS = 26_213  # of a set without a name and a get: a frame of the largest size
 LOADS = ["changes", "longframe", "lists", "masks", "frames"]
 
 FIRST_NAME = re.compile(rb'\{"values":\[\{"name":"(\w+)"')
@@ -66,9 +66,9 @@ class Observer(Controller):
 
     def __init__(self, port, long_frames=True, bytes_per_s=0):
         super().__init__(port, long_frames=long_frames, timeout=TIMEOUT_S)
-        self._begin, self._bytes_per_s = time.monotonic(), bytes_per_s
-        self._bytes = self._pushes = self._last_push = self._longest_answer = 0
+        self._begin, self._bytes, self._bytes_per_s = time.monotonic(), 0, bytes_per_s
         self._latest = {}
+        self._seen = types.SimpleNamespace(pushes=0, last_push=0.0, longest_answer=0.0)
 
     def take(self, timeout):
         """Receives one message; the name of its first entry, and the message, which is empty after a timeout."""
@@ -78,12 +78,11 @@ class Observer(Controller):
         except WaitTimeout:
             return None, b""
         self._bytes += len(body)
-        match = FIRST_NAME.match(body)
-        name = match[1].decode() if match else None
-        if name and name != MARKER:
+        name = (match := FIRST_NAME.match(body)) and match[1].decode()
+        if name not in (None, MARKER):
             self._latest[name] = body
-            self._pushes += 1
-            self._last_push = time.monotonic()
+            self._seen.pushes += 1
+            self._seen.last_push = time.monotonic()
         return name, body
 
     def ask(self):
@@ -92,7 +91,7 @@ class Observer(Controller):
         self.send([{"name": MARKER}])
         while self.take(TIMEOUT_S)[0] != MARKER:
             pass
-        self._longest_answer = max(self._longest_answer, time.monotonic() - begin)
+        self._seen.longest_answer = max(self._seen.longest_answer, time.monotonic() - begin)
 
     def finish(self):
         """Reads until everything has arrived; what was received."""
@@ -100,8 +99,8 @@ class Observer(Controller):
         while self.take(QUIET_S)[1]:
             pass
         newest = {name: json.loads(body)["values"][-1]["value"] for name, body in self._latest.items()}
-        return {"pushes": self._pushes, "last_push": self._last_push, "longest_answer": self._longest_answer,
-                "state": self.state | newest}
+        self._seen.state = self.state | newest
+        return self._seen
 
 
 # The processes
@@ -120,19 +119,18 @@ def observe(port, long_frames=True, bytes_per_s=0):
 
 def ping_window(display_name, window):
     """Sends _NET_WM_PING to a window as a window manager does; the longest time to the reply."""
-    display = Xlib.display.Display(display_name)
-    display.screen().root.change_attributes(event_mask=Xlib.X.SubstructureRedirectMask)  # for the replies
-    target = display.create_resource_object("window", window)
-    protocols, ping = display.intern_atom("WM_PROTOCOLS"), display.intern_atom("_NET_WM_PING")
+    screen = display.Display(display_name)
+    screen.screen().root.change_attributes(event_mask=X.SubstructureRedirectMask)  # for the replies
+    target = screen.create_resource_object("window", window)
+    protocols, ping = screen.intern_atom("WM_PROTOCOLS"), screen.intern_atom("_NET_WM_PING")
     number, longest = 0, 0.0
     while phase.value < ENDED:
         number += 1
         sent = time.monotonic()
-        target.send_event(Xlib.protocol.event.ClientMessage(
-            window=target, client_type=protocols, data=(32, [ping, number, window, 0, 0])))
-        reply = None
-        while not reply or reply.type & 0x7F != Xlib.X.ClientMessage or list(reply.data[1][:2]) != [ping, number]:
-            reply = display.next_event()
+        target.send_event(event.ClientMessage(window=target, client_type=protocols,
+                                              data=(32, [ping, number, window, 0, 0])))
+        while (reply := screen.next_event()).type & 0x7F != X.ClientMessage or [*reply.data[1][:2]] != [ping, number]:
+            pass
         longest = max(longest, time.monotonic() - sent)
         keep_pace(sent, 1, 1 / PING_INTERVAL_S)
     return longest
@@ -161,17 +159,17 @@ def change(port, item, options):
     def step(request_type, data, **variables):
         return {"requestType": request_type, "requestData": {"sceneName": SCENE} | data} | variables
 
-    hide, show = (step("SetSceneItemEnabled", {"sceneItemId": item["sceneItemId"], "sceneItemEnabled": is_visible})
-                  for is_visible in (False, True))
-    create = step("CreateSceneItem", {"sourceName": item["sourceName"]}, outputVariables={"created": "sceneItemId"})
-    remove = step("RemoveSceneItem", {}, inputVariables={"sceneItemId": "created"})
-    batch = ([create, remove] if options.create else [hide, show]) * (BATCH_CHANGES // 2)
+    if options.create:
+        pair = [step("CreateSceneItem", {"sourceName": item["sourceName"]}, outputVariables={"created": "sceneItemId"}),
+                step("RemoveSceneItem", {}, inputVariables={"sceneItemId": "created"})]
+    else:
+        pair = [step("SetSceneItemEnabled", {"sceneItemId": item["sceneItemId"], "sceneItemEnabled": is_visible})
+                for is_visible in (True, False)]
     with ObsWebSocketClient(port) as client:
         begin, changes = time.monotonic(), 0
         while time.monotonic() < begin + options.seconds:
-            changes += client.execute_batch(batch)
+            changes += len(client.execute_batch(pair * (BATCH_CHANGES // 2)))
             keep_pace(begin, changes, options.rate / options.threads)
-        client.execute_batch([hide])
     return changes
 
 
@@ -181,35 +179,32 @@ def change(port, item, options):
 def requests(load, options):
     """The frames of one controller, their number per second, the name in their answers and how often it occurs."""
     every_item = (1 << options.items) - 1
+    every_other = every_item // 3
 
-    def show(mask):
-        return {"type": "set", "name": "sourceVisibles", "value": mask}
+    def show(*masks):
+        return [{"type": "set", "name": "sourceVisibles", "value": mask} for mask in masks] + [{"name": MARKER}]
 
-    if load == "longframe":  # of the largest size: sets without a name and gets of the longest value
-        pair = [{"type": "set"}, {"name": "sceneList"}]
-        count = LONGEST_BODY_BYTES // len(json.dumps(pair)) - 1
-        return [encode_frame(pair * count)], 0, "sceneList", count
-    if load == "lists":
-        return [encode_frame([{"name": "sceneList"}] * LIST_FRAME_ENTRIES)], 0, "sceneList", LIST_FRAME_ENTRIES
-    if load == "masks":  # every item changes again and again
-        every_other = every_item // 3
-        masks = [show(every_other), show(every_item - every_other)] * (MASK_FRAME_ENTRIES // 2)
-        return [encode_frame([*masks, {"name": MARKER}])], 0, MARKER, 1
-    count = FRAMES_PER_S * 2 * options.seconds  # each with a mask that changes one item, and a request
-    frames = [encode_frame([show(every_item - position % 2), {"name": MARKER}]) for position in range(count)]
-    return frames, FRAMES_PER_S, MARKER, count
+    if load == "frames":  # each with a mask that changes one item, and a request
+        count = FRAMES_PER_S * 2 * options.seconds
+        return [encode_frame(show(every_item - number % 2)) for number in range(count)], FRAMES_PER_S, MARKER, count
+    entries = {
+        "longframe": [{"type": "set"}, {"name": "sceneList"}] * LONG_FRAME_PAIRS,
+        "lists": [{"name": "sceneList"}] * LIST_FRAME_ENTRIES,
+        "masks": show(*[every_other, every_item - every_other] * (MASK_FRAME_ENTRIES // 2)),
+    }[load]
+    name = entries[-1]["name"]
+    return [encode_frame(entries)], 0, name, [entry.get("name") for entry in entries].count(name)
 
 
 class Overload(LoadTest):
     """A load, while two controllers read, one asks, and the window is pinged."""
 
-    def __init__(self, load, options, module, alone=None):
+    def __init__(self, load, options, module, allowed=(0, 0)):
         scenes = {f"Scene {i}": [f"Item {i} {j}" for j in range(options.items)] for i in range(options.scenes)}
         super().__init__(load if module else f"{load} without the plug-in", module, ("Large", scenes))
         self._load, self._options = load, options
-        self.longest_ping_s = self.growth_mib = 0
-        # What OBS takes under the same load without the plug-in.
-        self._allowed_s, self._allowed_mib = (alone.longest_ping_s, alone.growth_mib) if alone else (0, 0)
+        self.measured = 0, 0  # the longest window ping in seconds, the growth in MiB
+        self._allowed_s, self._allowed_mib = allowed  # the same without the plug-in
 
     def load(self):
         port = self.obs.port
@@ -227,10 +222,9 @@ class Overload(LoadTest):
             for controller in controllers.values():
                 controller.wait(TIMEOUT_S)
             phase.value = ENDED
-            self.longest_ping_s = ping.get(TIMEOUT_S)
-            self.growth_mib = (self.obs.status("VmHWM") - resident) / 1024
-            self.figure("longest window ping", self.longest_ping_s, "ms", LONGEST_PING_S + self._allowed_s)
-            self.figure("resident memory at most", self.growth_mib, "MiB more", LARGEST_GROWTH_MIB + self._allowed_mib)
+            self.measured = ping.get(TIMEOUT_S), (self.obs.status("VmHWM") - resident) / 1024
+            self.figure("longest window ping", self.measured[0], "ms", LONGEST_PING_S + self._allowed_s)
+            self.figure("resident memory at most", self.measured[1], "MiB more", LARGEST_GROWTH_MIB + self._allowed_mib)
             if self.module:
                 self._judge({kind: controller.get(0) for kind, controller in controllers.items()}, last_change)
 
@@ -254,19 +248,18 @@ class Overload(LoadTest):
 
     def _judge(self, received, last_change):
         reader = received["reader"]
-        self.figure("longest answer", received["asker"]["longest_answer"], "ms", LONGEST_ANSWER_S + self._allowed_s)
-        self.figure("backlog after the last change", max(0.0, reader["last_push"] - last_change), "ms",
+        self.figure("longest answer", received["asker"].longest_answer, "ms", LONGEST_ANSWER_S + self._allowed_s)
+        self.figure("backlog after the last change", max(0.0, reader.last_push - last_change), "ms",
                     LONGEST_BACKLOG_S + self._allowed_s)
-        self.figure("the reader received", reader["pushes"], "pushes")
+        self.figure("the reader received", reader.pushes, "pushes")
         true_items = [(item["sourceName"], item["sceneItemEnabled"]) for item in self._items()]
         true_mask = sum(is_visible << position for position, (_, is_visible) in enumerate(true_items))
         for name, result in received.items():
-            state = result["state"]
             if not self._options.create or self._load != "changes":  # no mask is pushed for items that come and go
-                self.require(state["sourceVisibles"] == true_mask,
-                             f"the {name} ends with the mask {state['sourceVisibles']}, OBS with {true_mask}")
+                self.require(result.state["sourceVisibles"] == true_mask,
+                             f"the {name} ends with the mask {result.state['sourceVisibles']}, OBS with {true_mask}")
             if name != "asker":  # the list is too long for it
-                [scene] = [scene for scene in state["sceneList"] if scene["name"] == SCENE]
+                [scene] = [scene for scene in result.state["sceneList"] if scene["name"] == SCENE]
                 shown = [(item["name"], item["isVisible"]) for item in scene["sourceList"]]
                 self.require(shown == true_items, f"the {name} ends with {shown}, OBS with {true_items}")
 
@@ -285,14 +278,14 @@ def main():
     options = parser.parse_args()
     if unknown := set(options.loads) - set(LOADS):
         parser.error(f"no such load: {', '.join(unknown)}")
-    alone = None
+    alone = Overload("changes", options, None)
     if options.create or options.without_plugin:
         # OBS makes a row of its window for every item: it exceeds the limits by itself.
-        alone = Overload("changes", options, None)
         is_within_limits = alone.run()
     if not options.without_plugin:
-        is_within_limits = all([Overload(load, options, options.module, alone if load == "changes" else None).run()
-                                for load in options.loads or LOADS])
+        is_within_limits = all([
+            Overload(load, options, options.module, alone.measured if load == "changes" else (0, 0)).run()
+            for load in options.loads or LOADS])
     return 0 if is_within_limits else 1
 
 
