@@ -5,10 +5,6 @@ from obskit.checkedcontroller import CheckedController
 from obskit.obsprocess import wait_for
 
 
-def names(pushes):
-    return [name for name, _ in pushes]
-
-
 def scenes(scene_list):
     return {scene["name"]: [item["name"] for item in scene["sourceList"]] for scene in scene_list}
 
@@ -27,12 +23,12 @@ def test_items_of_the_program_scene(host, controller, obs_websocket):
         assert enabled == [False, True, False]
         controller.set("sourceVisibles", 2)
         controller.set("sourceVisibles", 7)
-        assert names(controller.sync()) == ["sceneList", "sourceVisibles"] * 2
+        controller.expect(*["sceneList", "sourceVisibles"] * 2)
 
         controller.set("sourceLocks", 1)
         assert controller.expect("sceneList", "sourceLocks")[1] == 1
         controller.set("sourceLocks", 4294967295)
-        assert names(controller.sync()) == ["sceneList", "sourceLocks"] * 2
+        assert [name for name, _ in controller.sync()] == ["sceneList", "sourceLocks"] * 2
         assert controller.get("sourceLocks") == 7
         controller.set("sourceLocks", 0)
         assert len(other.sync()) == 22
@@ -102,11 +98,9 @@ def test_studio_mode_and_its_transition(controller, obs_websocket):
 
 
 def test_transitions(controller, obs_websocket):
-    def choose_cut():
-        controller.set("currentTransition", "Cut")  # newer versions of OBS ignore it during a transition
-        return controller.get("currentTransition") == "Cut"
-
-    wait_for(choose_cut, 20, "the other transition")
+    # Set again and again: newer versions of OBS ignore it during a transition.
+    wait_for(lambda: controller.set("currentTransition", "Cut") or controller.get("currentTransition") == "Cut", 20,
+             "the other transition")
     controller.set("transitionsList", "Fade")
     [listed] = controller.expect("transitionsList")
     assert [entry["name"] for entry in listed if entry["isCurrent"]] == ["Fade"]

@@ -40,7 +40,7 @@ def close_dialog(host, dialog):
 def picture_below(host, dialog, top):
     """The pixels of the dialog from this height on."""
     path = host.folder / "part.ppm"
-    host.screenshot(path, dialog, f"100%x100%+0+{top}")
+    host.screenshot(path, dialog, "-crop", f"100%x100%+0+{top}", "+repage")
     return path.read_bytes()
 
 

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 """An OBS Studio process with the plug-in, with settings, a port and, unless a display is given, a screen of its own.
 
-    with ObsProcess(folder, collections=[collection("Show", {"Opening": ["Title", "Backdrop"]})]) as obs:
+    with ObsProcess(folder, module, collections=[collection("Show", {"Opening": ["Title", "Backdrop"]})]) as obs:
         obs.wait_until_listening()
         ...
     assert obs.exit_status == 0
@@ -172,9 +172,8 @@ class ObsProcess:
     def main_window(self):
         return wait_for(lambda: self.windows("^OBS "), 20, "the window of OBS")[0]
 
-    def screenshot(self, path, window=None, area=None):
-        """Saves the main window of OBS as an image, or another one, or an area of it such as "100x50+0+200"."""
-        options = ["-crop", area, "+repage"] if area else []
+    def screenshot(self, path, window=None, *options):
+        """Saves the main window of OBS as an image, or another one, with options of ImageMagick."""
         self.on_screen("import", "-window", window or self.main_window, *options, str(path))
 
     def stop(self):

@@ -18,13 +18,12 @@ import threading
 import time
 
 from kestrelbridge import encode_frame
-from obskit.checkedcontroller import CheckedController
+from obskit.checkedcontroller import TIMEOUT_S, CheckedController
 from obskit.obsprocess import wait_for
 from soak.loadtest import LoadTest, option_parser
 
 LISTENERS = 8
 EDITING_S = 10
-TIMEOUT_S = 20
 LARGEST_GROWTH_MIB = 10
 MOST_NEW_THREADS = 2
 

@@ -67,8 +67,8 @@ class Observer(Controller):
     def __init__(self, port, long_frames=True, bytes_per_s=0):
         super().__init__(port, long_frames=long_frames, timeout=TIMEOUT_S)
         self._begin, self._bytes, self._bytes_per_s = time.monotonic(), 0, bytes_per_s
-        self._latest = {}
-        self._seen = types.SimpleNamespace(pushes=0, last_push=0.0, longest_answer=0.0)
+        self.latest = {}
+        self.seen = types.SimpleNamespace(pushes=0, last_push=0.0, longest_answer=0.0)
 
     def take(self, timeout):
         """Receives one message; the name of its first entry, and the message, which is empty after a timeout."""
@@ -80,9 +80,9 @@ class Observer(Controller):
         self._bytes += len(body)
         name = (match := FIRST_NAME.match(body)) and match[1].decode()
         if name not in (None, MARKER):
-            self._latest[name] = body
-            self._seen.pushes += 1
-            self._seen.last_push = time.monotonic()
+            self.latest[name] = body
+            self.seen.pushes += 1
+            self.seen.last_push = time.monotonic()
         return name, body
 
     def ask(self):
@@ -91,30 +91,29 @@ class Observer(Controller):
         self.send([{"name": MARKER}])
         while self.take(TIMEOUT_S)[0] != MARKER:
             pass
-        self._seen.longest_answer = max(self._seen.longest_answer, time.monotonic() - begin)
-
-    def finish(self):
-        """Reads until everything has arrived; what was received."""
-        self.ask()
-        while self.take(QUIET_S)[1]:
-            pass
-        newest = {name: json.loads(body)["values"][-1]["value"] for name, body in self._latest.items()}
-        self._seen.state = self.state | newest
-        return self._seen
+        self.seen.longest_answer = max(self.seen.longest_answer, time.monotonic() - begin)
 
 
 # The processes
 
 
 def observe(port, long_frames=True, bytes_per_s=0):
-    """Reads every push, as fast as it can or a number of bytes a second, and asks for a value at an interval."""
+    """Reads every push, as fast as it can or a number of bytes a second, and asks for a value at an interval.
+
+    Returns what it received.
+    """
     with Observer(port, long_frames, bytes_per_s) as observer:
         while phase.value < DRAINING:
             due = time.monotonic() + ASKING_INTERVAL_S
             observer.ask()
             while time.monotonic() < due:
                 observer.take(max(0.0, due - time.monotonic()))
-        return observer.finish()
+        observer.ask()
+        while observer.take(QUIET_S)[1]:  # until everything has arrived
+            pass
+        newest = {name: json.loads(body)["values"][-1]["value"] for name, body in observer.latest.items()}
+        observer.seen.state = observer.state | newest
+        return observer.seen
 
 
 def ping_window(display_name, window):
@@ -208,7 +207,7 @@ class Overload(LoadTest):
 
     def load(self):
         port = self.obs.port
-        kinds = {"reader": (port,), "slow reader": (port, True, SLOW_READER_BYTES_PER_S), "asker": (port, False)}
+        kinds = {"reader": (port,), "slow_reader": (port, True, SLOW_READER_BYTES_PER_S), "asker": (port, False)}
         phase.value = LOADING
         with multiprocessing.get_context("fork").Pool(len(kinds) + 1 + self._options.threads) as pool:
             controllers = {kind: pool.apply_async(observe, kinds[kind]) for kind in kinds if self.module}
@@ -216,7 +215,7 @@ class Overload(LoadTest):
             pathlib.Path(f"/proc/{self.obs.pid}/clear_refs").write_text("5")  # the peak starts anew
             resident = self.obs.status("VmRSS")
             ping = pool.apply_async(ping_window, [self.obs.display, int(self.obs.main_window)])
-            (self._change if self._load == "changes" else self._request)(pool)
+            self._apply(pool)
             last_change = time.monotonic()
             phase.value = DRAINING
             for controller in controllers.values():
@@ -226,42 +225,38 @@ class Overload(LoadTest):
             self.figure("longest window ping", self.measured[0], "ms", LONGEST_PING_S + self._allowed_s)
             self.figure("resident memory at most", self.measured[1], "MiB more", LARGEST_GROWTH_MIB + self._allowed_mib)
             if self.module:
-                self._judge({kind: controller.get(0) for kind, controller in controllers.items()}, last_change)
+                self._judge(last_change, **{kind: controller.get(0) for kind, controller in controllers.items()})
 
-    def _change(self, pool):
-        """Threads of obs-websocket change an item each."""
-        items = self._items()[:self._options.threads]
-        arguments = [(self.obs.obs_websocket_port, item, self._options) for item in items]
-        changes = pool.starmap_async(change, arguments, 1).get(self._options.seconds + TIMEOUT_S)
-        self.figure("changes", sum(changes) / self._options.seconds, "per second")
-
-    def _request(self, pool):
-        frames, frames_per_s, name, expected = requests(self._load, self._options)
-        arguments = self.obs.port, frames, frames_per_s, name, expected
-        answers, duration_s = pool.apply_async(request, arguments).get(TIMEOUT_S)
-        self.require(answers == expected, f"{answers:,} answers of {expected:,} arrived")
-        self.figure(f"{expected:,} answers within", duration_s, "ms")
+    def _apply(self, pool):
+        options = self._options
+        if self._load == "changes":  # threads of obs-websocket change an item each
+            arguments = [(self.obs.obs_websocket_port, item, options) for item in self._items()[:options.threads]]
+            changes = pool.starmap_async(change, arguments, 1).get(options.seconds + TIMEOUT_S)
+            self.figure("changes", sum(changes) / options.seconds, "per second")
+        else:
+            *arguments, expected = requests(self._load, options)
+            answers, duration_s = pool.apply_async(request, [self.obs.port, *arguments, expected]).get(TIMEOUT_S)
+            self.require(answers == expected, f"{answers:,} answers of {expected:,} arrived")
+            self.figure(f"{expected:,} answers within", duration_s, "ms")
 
     def _items(self):
         """The items of the scene as OBS has them, top-most first."""
         return list(self.obs_websocket.items(SCENE).values())[::-1]
 
-    def _judge(self, received, last_change):
-        reader = received["reader"]
-        self.figure("longest answer", received["asker"].longest_answer, "ms", LONGEST_ANSWER_S + self._allowed_s)
+    def _judge(self, last_change, reader, slow_reader, asker):
+        self.figure("longest answer", asker.longest_answer, "ms", LONGEST_ANSWER_S + self._allowed_s)
         self.figure("backlog after the last change", max(0.0, reader.last_push - last_change), "ms",
                     LONGEST_BACKLOG_S + self._allowed_s)
         self.figure("the reader received", reader.pushes, "pushes")
         true_items = [(item["sourceName"], item["sceneItemEnabled"]) for item in self._items()]
         true_mask = sum(is_visible << position for position, (_, is_visible) in enumerate(true_items))
-        for name, result in received.items():
-            if not self._options.create or self._load != "changes":  # no mask is pushed for items that come and go
-                self.require(result.state["sourceVisibles"] == true_mask,
-                             f"the {name} ends with the mask {result.state['sourceVisibles']}, OBS with {true_mask}")
-            if name != "asker":  # the list is too long for it
-                [scene] = [scene for scene in result.state["sceneList"] if scene["name"] == SCENE]
-                shown = [(item["name"], item["isVisible"]) for item in scene["sourceList"]]
-                self.require(shown == true_items, f"the {name} ends with {shown}, OBS with {true_items}")
+        if not self._options.create or self._load != "changes":  # no mask is pushed for items that come and go
+            masks = [controller.state["sourceVisibles"] for controller in (reader, slow_reader, asker)]
+            self.require(masks == [true_mask] * 3, f"the controllers end with the masks {masks}, OBS with {true_mask}")
+        for controller in reader, slow_reader:  # the list is too long for the other
+            [items] = [scene["sourceList"] for scene in controller.state["sceneList"] if scene["name"] == SCENE]
+            shown = [(item["name"], item["isVisible"]) for item in items]
+            self.require(shown == true_items, f"a reader ends with {shown}, OBS with {true_items}")
 
 
 def main():
