@@ -178,34 +178,26 @@ void NetworkServer::idle()
     }
 }
 
+// Accepts again after a lack of file descriptors, from which on Qt does not report pending connections any more.
 void NetworkServer::acceptPending()
 {
-    if (!isListening()) {
-        return; // stopped, perhaps while accepting was paused
+    if (!m_acceptRetry.hasExpired()) {
+        return;
     }
-    if (m_isAcceptingPaused) {
-        if (!m_acceptRetry.hasExpired()) {
-            return;
-        }
-        resumeAccepting();
-    }
-    // Qt reports a pending connection that it could not accept, for lack of file descriptors, as if it had accepted it,
-    // and its event loop would try again endlessly.
+    // Qt reports a pending connection that it could not accept as if it had accepted it.
     m_hasAccepted = false;
     const QPointer<NetworkServer> self(this);
     const bool hasWaiting = waitForNewConnection(0);
     if (!self) {
         return;
     }
-    m_isAcceptingPaused = hasWaiting && !m_hasAccepted;
-    if (m_isAcceptingPaused) {
-        pauseAccepting();
-        m_acceptRetry = QDeadlineTimer(NetworkLimits::acceptRetryInterval);
+    if (!hasWaiting) {
+        m_isDescriptorShortageLogged = false;
+    } else if (!m_hasAccepted) {
+        m_acceptRetry.setRemainingTime(NetworkLimits::acceptRetryInterval);
         if (!std::exchange(m_isDescriptorShortageLogged, true)) {
             logInfo("Out of file descriptors, new connections have to wait");
         }
-    } else if (!hasWaiting) {
-        m_isDescriptorShortageLogged = false;
     }
 }
 

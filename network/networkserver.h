@@ -75,8 +75,7 @@ private:
     QList<NetworkConnection*> m_connections;      // in the order of acceptance
     QList<NetworkConnection*> m_deadConnections;  // each also in m_connections
     QTimer m_idleTimer;
-    QDeadlineTimer m_acceptRetry; // while accepting is paused for lack of file descriptors
-    bool m_isAcceptingPaused = false;
+    QDeadlineTimer m_acceptRetry;              // after a lack of file descriptors
     bool m_isDescriptorShortageLogged = false; // until no connection is pending
     bool m_hasAccepted = false;
 };

@@ -162,6 +162,15 @@ private slots:
         QTest::addColumn<Ending>("ending");
         QTest::newRow("peer stays") << Ending();
         QTest::newRow("peer closes") << Ending([](auto&, auto& peer) { peer.close(); });
+        QTest::newRow("peer does not read, then closes") << Ending([this](auto& server, auto& peer) {
+            for (int i = 0; i < 8000; ++i) {
+                server->writeAll(QByteArray(9000, ' '));
+            }
+            server->idle(); // finds it dead
+            peer.close();
+            QString logged;
+            QTRY_VERIFY((logged += m_log.take()).contains("Connection removed"_L1));
+        });
         QTest::newRow("server stops") << Ending([](auto& server, auto&) { server->stop(); });
         QTest::newRow("server is destroyed") << Ending([](auto& server, auto&) { server.reset(); });
     }
