@@ -294,7 +294,11 @@ private slots:
         const auto controller = m_fixture->controller();
         obs_sceneitem_t* item = host.items.back();
         const OBSWeakSourceAutoRelease camera = obs_source_get_weak_source(obs_sceneitem_get_source(item));
+        auto listed = std::make_unique<SceneSource>(item);
         const OBSSceneItem group = obs_scene_insert_group(obs_scene_from_source(host.scenes[0]), "Group", &item, 1);
+        listed->setVisible(false); // which is for items of the scene only
+        QVERIFY(obs_sceneitem_visible(item));
+        listed.reset();
         controller->pushesUntilAnswer();
         obs_sceneitem_remove(item);
         controller->pushesUntilAnswer();
