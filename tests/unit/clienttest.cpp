@@ -1,15 +1,18 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "client/kestrelclient.h"
+#include "client/kestrelsession.h"
 #include "client/studiostate.h"
 #include "tests/support/memorydevice.h"
 
 #include <QJsonDocument>
 #include <QSignalSpy>
+#include <QTcpServer>
 #include <QTest>
 
 #include <functional>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 // A client that is connected to a device in memory, which stands for the plug-in.
 struct Connection
@@ -129,6 +132,16 @@ private slots:
             connection.feed(message({entry(u"fps"_s, 1)})); // after an action no longer read
             QCOMPARE(connection.changed.size(), received);
         }
+    }
+
+    void endsWaitingWithTheConnection()
+    {
+        QTcpServer plugin;
+        QVERIFY(plugin.listen(QHostAddress::LocalHost));
+        connect(&plugin, &QTcpServer::newConnection, [&plugin] { plugin.nextPendingConnection()->close(); });
+        KestrelSession session(1h);
+        QVERIFY(!session.open(plugin.serverPort()));
+        QCOMPARE(session.errorString(), u"the plug-in closed the connection"_s);
     }
 
     void showsTheState()
