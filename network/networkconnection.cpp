@@ -103,38 +103,37 @@ void NetworkConnection::flush()
     }
 }
 
-bool NetworkConnection::checkAlive()
+void NetworkConnection::checkAlive()
 {
-    if (!m_aliveTimer.isValid()) {
-        return false;
+    if (!isAlive()) {
+        return;
     }
     m_socket.flush(); // also while a handler runs a dialog
     if (m_handlerDepth > 0 || m_isTurnNeeded) {
-        return true;
+        return;
     }
     if (isExpired() && m_socket.state() == QAbstractSocket::ConnectedState) {
         // After a pause of the event loop this check can run before the socket's notifier: count unread bytes.
         const QPointer<NetworkConnection> self(this);
         m_socket.waitForReadyRead(0);
         if (!self || m_isTurnNeeded) {
-            return self;
+            return;
         }
     }
     if (isExpired()) {
         fail("Connection alive expired. Disconnecting!");
-        return false;
+        return;
     }
     // Nested event loops can exclude socket notifiers, so Qt's buffer is sent here too. Unread input is handled first,
     // since Qt discards it when the peer is gone.
     if (m_socket.bytesToWrite() > 0 && !isBusy() && m_socket.state() == QAbstractSocket::ConnectedState) {
         static_cast<QAbstractSocket&>(m_socket).flush();
     }
-    return true;
 }
 
 bool NetworkConnection::isExpired() const
 {
-    return m_aliveTimer.isValid() && m_aliveTimer.hasExpired(NetworkLimits::aliveLimit.count());
+    return isAlive() && m_aliveTimer.hasExpired(NetworkLimits::aliveLimit.count());
 }
 
 void NetworkConnection::fail(const char* reason)
@@ -306,7 +305,7 @@ void NetworkConnection::disconnectCompleted()
 void NetworkConnection::restartAliveTimer()
 {
     // The peer can disconnect in a nested event loop while earlier bytes are still being handled.
-    if (m_aliveTimer.isValid()) {
+    if (isAlive()) {
         m_aliveTimer.start();
     }
 }

@@ -77,9 +77,11 @@ public:
     // Continues the unfinished request, then the input. Handlers may run inside.
     void takeTurn();
 
-    // Sends unsent bytes without blocking, and ends a connection that has expired; handlers may run inside. Returns
-    // false when the connection has failed, has expired or is disconnected.
-    bool checkAlive();
+    // False once the connection has failed, has expired or is disconnected.
+    bool isAlive() const { return m_aliveTimer.isValid(); }
+
+    // Sends unsent bytes without blocking, and ends a connection that has expired. Handlers may run inside.
+    void checkAlive();
 
     // Sends unsent bytes without blocking and without emitting a signal. Does nothing while a handler is running: the
     // bytes are sent when it returns.
@@ -128,7 +130,7 @@ private:
     BufferedSocket m_socket;
     NetworkReader m_reader;
     NetworkWriter m_writer;
-    QElapsedTimer m_aliveTimer; // valid while the connection is alive; once invalid it stays so
+    QElapsedTimer m_aliveTimer; // invalid once the connection is dead
     Continuation m_continuation;
     QStringList m_missedPushes;
     QDateTime m_connectedSince = QDateTime::currentDateTimeUtc();

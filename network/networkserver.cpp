@@ -53,7 +53,7 @@ QList<const NetworkConnection*> NetworkServer::connections() const
 {
     QList<const NetworkConnection*> connected;
     std::copy_if(m_connections.cbegin(), m_connections.cend(), std::back_inserter(connected),
-                 [this](auto* connection) { return !m_deadConnections.contains(connection); });
+                 [](auto* connection) { return connection->isAlive(); });
     return connected;
 }
 
@@ -160,9 +160,6 @@ void NetworkServer::takeTurns()
 void NetworkServer::connectionTerminated(NetworkConnection* connection)
 {
     logInfo("Connection removed");
-    if (!m_deadConnections.contains(connection)) {
-        m_deadConnections.append(connection);
-    }
     emit connectionRemoved(connection);
 }
 
@@ -208,30 +205,20 @@ void NetworkServer::checkConnections()
     const QPointer<NetworkServer> self(this);
     const QList<QPointer<NetworkConnection>> sweep(m_connections.cbegin(), m_connections.cend());
     for (const QPointer<NetworkConnection>& connection : sweep) {
-        if (!connection) {
-            continue;
-        }
-        const bool isAlive = connection->checkAlive();
-        if (!self) {
-            return;
-        }
-        if (!isAlive && connection && !m_deadConnections.contains(connection)) {
-            m_deadConnections.append(connection);
+        if (self && connection) {
+            connection->checkAlive();
         }
     }
 }
 
 void NetworkServer::deleteDeadConnections()
 {
-    // A busy connection is deleted in a later pass.
-    const QList<NetworkConnection*> dead = m_deadConnections;
-    for (NetworkConnection* connection : dead) {
-        if (connection->isBusy()) {
-            continue;
+    const QList<NetworkConnection*> connections = m_connections;
+    for (NetworkConnection* connection : connections) {
+        if (!connection->isAlive() && !connection->isBusy()) {
+            logInfo("Deleting dead connection");
+            m_connections.removeOne(connection);
+            delete connection;
         }
-        logInfo("Deleting dead connection");
-        m_deadConnections.removeOne(connection);
-        m_connections.removeOne(connection);
-        delete connection;
     }
 }

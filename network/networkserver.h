@@ -73,7 +73,6 @@ private:
     SlicedTask m_requests {[this] { takeTurns(); }};
     QList<QPointer<NetworkConnection>> m_waiting; // for takeTurn(), in this order
     QList<NetworkConnection*> m_connections;      // in the order of acceptance
-    QList<NetworkConnection*> m_deadConnections;  // each also in m_connections
     QTimer m_idleTimer;
     QDeadlineTimer m_acceptRetry;              // after a lack of file descriptors
     bool m_isDescriptorShortageLogged = false; // until no connection is pending
