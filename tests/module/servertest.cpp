@@ -135,6 +135,7 @@ private slots:
             QCOMPARE(connection, m_connections.constFirst().get());
             logInfo("handled");
             QVERIFY(m_server->writeAll(QJsonObject())); // the dead connection is still there
+            QVERIFY(m_server->connections().isEmpty()); // but listed no more
         });
         m_log.take();
         ending(m_server, *controller);
