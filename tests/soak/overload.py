@@ -35,6 +35,7 @@ PING_INTERVAL_S = 0.05
 ASKING_INTERVAL_S = 0.2
 SLOW_READER_BYTES_PER_S = 2_000_000
 BATCH_CHANGES = 100
+BATCH_S = 0.1  # how long a batch lasts at most, at a rate
 SETTLING_S = 1.0
 # A connection that has received nothing for so long, after the answer to a last request, has received everything.
 QUIET_S = 1.5
@@ -164,11 +165,13 @@ def change(port, item, options):
     else:
         pair = [step("SetSceneItemEnabled", {"sceneItemId": item["sceneItemId"], "sceneItemEnabled": is_visible})
                 for is_visible in (True, False)]
+    rate = options.rate / options.threads
+    pairs = max(1, int(min(rate * BATCH_S or BATCH_CHANGES, BATCH_CHANGES)) // 2)
     with ObsWebSocketClient(port) as client:
         begin, changes = time.monotonic(), 0
         while time.monotonic() < begin + options.seconds:
-            changes += len(client.execute_batch(pair * (BATCH_CHANGES // 2)))
-            keep_pace(begin, changes, options.rate / options.threads)
+            changes += len(client.execute_batch(pair * pairs))
+            keep_pace(begin, changes, rate)
     return changes
 
 
