@@ -135,7 +135,9 @@ private slots:
         connect(m_server.get(), &NetworkServer::connectionRemoved, this, [this](const auto* connection) {
             QCOMPARE(connection, m_connections.constFirst().get());
             logInfo("handled");
-            QVERIFY(m_server->writeAll(QJsonObject())); // the dead connection is still there
+            for (int i = 0; i < 2; ++i) {                   // refused, and logged once
+                QVERIFY(m_server->writeAll(QJsonObject())); // the dead connection is still there
+            }
             QVERIFY(m_server->connections().isEmpty()); // but listed no more
         });
         m_log.take();
@@ -339,7 +341,7 @@ private slots:
         QCOMPARE(getrlimit(RLIMIT_NOFILE, &limit), 0);
         const auto restore = qScopeGuard([limit] { setrlimit(RLIMIT_NOFILE, &limit); });
         std::vector<std::unique_ptr<Controller>> waiting;
-        const auto connectWithoutDescriptors = [&] {
+        for (qsizetype connections = 1; connections <= 2; ++connections) { // a second shortage is a new one
             const int lowestFree = dup(STDIN_FILENO);
             close(lowestFree);
             const rlimit tight {static_cast<rlim_t>(lowestFree + 1), limit.rlim_max};
@@ -348,9 +350,6 @@ private slots:
             QVERIFY(waiting.back()->isConnected()); // accepted by the system, not by the server
             m_server->idle();
             QCOMPARE(m_log.take(), u"Out of file descriptors, new connections have to wait"_s);
-        };
-        for (qsizetype connections = 1; connections <= 2; ++connections) { // a second shortage is a new one
-            connectWithoutDescriptors();
             QObject context;
             int turns = 0;
             connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake, &context,
@@ -370,11 +369,6 @@ private slots:
             m_server->idle();
             QCOMPARE(m_log.take(), u"announced/Added new connection"_s); // each shortage is logged once
         }
-        connectWithoutDescriptors();
-        m_server->stop();
-        clock.advance(1s);
-        m_server->idle(); // does not resume a server that has stopped
-        QVERIFY(!m_server->isListening());
     }
 #endif
 

@@ -30,6 +30,16 @@ bool turnUntil(const std::function<bool()>& condition)
     return condition();
 }
 
+QJsonObject getEntry(const QString& name)
+{
+    return {{"name"_L1, name}};
+}
+
+QJsonObject setEntry(const QString& name, const QJsonValue& value)
+{
+    return {{"type"_L1, "set"_L1}, {"name"_L1, name}, {"value"_L1, value}}; // takes no undefined value
+}
+
 Controller::Controller(quint16 port)
 {
     m_socket.connectToHost(QHostAddress(QHostAddress::LocalHost), port);
@@ -51,19 +61,10 @@ void Controller::send(const QJsonObject& json, bool inLongFrame)
     sendBytes((inLongFrame ? "####" + length.rightJustified(8, '0') : length.rightJustified(4, '0')) + body);
 }
 
-void Controller::set(const QString& name, const QJsonValue& value)
-{
-    QJsonObject entry {{"type"_L1, "set"_L1}, {"name"_L1, name}, {"value"_L1, value}}; // takes no undefined value
-    sendEntries({entry});
-}
-
 void Controller::shutDownSending()
 {
-#ifdef Q_OS_WIN
-    shutdown(static_cast<SOCKET>(m_socket.socketDescriptor()), SD_SEND);
-#else
-    shutdown(static_cast<int>(m_socket.socketDescriptor()), SHUT_WR);
-#endif
+    constexpr int sendingSide = 1; // SHUT_WR, or SD_SEND on Windows
+    shutdown(static_cast<int>(m_socket.socketDescriptor()), sendingSide);
 }
 
 void Controller::readAvailable()
@@ -97,7 +98,7 @@ bool Controller::takeMessage()
 
 QStringList Controller::pushesUntilAnswer()
 {
-    sendEntries({QJsonObject {{"name"_L1, "fps"_L1}}});
+    sendEntries({getEntry(u"fps"_s)});
     QStringList received;
     while (const std::optional<QJsonObject> message = next()) {
         if (namesIn(*message) == "fps"_L1) {
@@ -111,7 +112,7 @@ QStringList Controller::pushesUntilAnswer()
 QJsonValue Controller::read(const QString& name)
 {
     m_values.remove(name);
-    sendEntries({QJsonObject {{"name"_L1, name}}});
+    sendEntries({getEntry(name)});
     pushesUntilAnswer();
     return value(name);
 }

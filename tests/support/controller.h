@@ -13,6 +13,10 @@
 // Turns the event loop until the condition holds, or gives up after 5 s on a clock that a test cannot stop.
 [[nodiscard]] bool turnUntil(const std::function<bool()>& condition);
 
+// Entries of a request.
+QJsonObject getEntry(const QString& name);
+QJsonObject setEntry(const QString& name, const QJsonValue& value);
+
 // A controller on a real loopback socket, with a decoder of its own. Its waits turn the event loop, and so the server.
 class Controller
 {
@@ -28,7 +32,7 @@ public:
     void sendEntries(const QJsonArray& entries) { send({{QLatin1StringView("values"), entries}}); }
 
     // Without a value when it is undefined.
-    void set(const QString& name, const QJsonValue& value);
+    void set(const QString& name, const QJsonValue& value) { sendEntries({setEntry(name, value)}); }
 
     void close() { m_socket.abort(); }
 

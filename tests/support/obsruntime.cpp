@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "obsruntime.h"
 
+#include <algorithm>
 #include <cstdarg>
 
 namespace {
@@ -50,6 +51,12 @@ void settle()
         obs_queue_task(
             OBS_TASK_DESTROY, [](void*) {}, nullptr, true);
     }
+}
+
+long countAlive(const std::vector<OBSWeakSource>& sources)
+{
+    settle();
+    return std::count_if(sources.begin(), sources.end(), std::not_fn(obs_weak_source_expired));
 }
 
 long stop()

@@ -17,7 +17,7 @@
 class ProtocolFixture
 {
 public:
-    explicit ProtocolFixture(const std::function<void(FakeFrontEnd&)>& prepare = [](FakeFrontEnd&) {})
+    explicit ProtocolFixture(const std::function<void(FakeFrontEnd&)>& prepare)
     {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".")));
         prepare(host);
@@ -63,7 +63,7 @@ public:
     std::unique_ptr<ProtocolAdapter> adapter;
 };
 
-// A test whose functions each have a new fixture; init() replaces it.
+// A test whose functions each have a new fixture with one controller; init() replaces both.
 class ProtocolFixtureTest : public QObject
 {
     Q_OBJECT
@@ -76,12 +76,25 @@ protected slots:
 
     void init()
     {
-        m_fixture.reset(); // one fake front end at a time
-        m_fixture = std::make_unique<ProtocolFixture>();
+        startWith([](FakeFrontEnd&) {});
     }
 
-    void cleanup() { m_fixture.reset(); }
+    void cleanup()
+    {
+        m_controller.reset();
+        m_fixture.reset();
+    }
 
 protected:
+    FakeFrontEnd& host() const { return m_fixture->host; }
+
+    void startWith(const std::function<void(FakeFrontEnd&)>& prepare)
+    {
+        cleanup(); // one fake front end at a time
+        m_fixture = std::make_unique<ProtocolFixture>(prepare);
+        m_controller = m_fixture->controller();
+    }
+
     std::unique_ptr<ProtocolFixture> m_fixture;
+    std::unique_ptr<Controller> m_controller;
 };
