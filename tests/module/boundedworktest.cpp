@@ -36,6 +36,11 @@ private slots:
             QVERIFY(turn > 3 || runs == turn);
         }
         QVERIFY2(runs < 10, "it wakes the event loop without work");
+
+        std::unique_ptr<SlicedTask> ending;
+        ending = std::make_unique<SlicedTask>([&ending] { ending.reset(); }); // in its own work
+        ending->schedule();
+        QTRY_VERIFY(!ending);
     }
 
     void servesOthersBetweenTheEntriesOfARequest()
