@@ -167,6 +167,19 @@ void SettingsDialog::updateApplyButton()
 void SettingsDialog::applyPort()
 {
     const int port = m_portBox->value();
+    const quint16 previousPort = m_server->serverPort(); // 0 unless it listens
+    m_server->start(static_cast<quint16>(port));
+    if (m_server->isListening() || previousPort == 0) {
+        savePort(port);
+    } else {
+        showProblem(m_text("NotApplied").arg(port).arg(m_server->errorString()));
+        m_server->start(previousPort); // controllers can connect as before
+    }
+    showState();
+}
+
+void SettingsDialog::savePort(int port)
+{
     ConfigFile config;
     const bool isSaved = config.writePort(port);
     if (!config.warning().isEmpty()) {
@@ -174,8 +187,6 @@ void SettingsDialog::applyPort()
     }
     showProblem(isSaved ? QString()
                         : m_text("NotSaved").arg(QDir::toNativeSeparators(config.path()), config.errorString()));
-    m_server->start(static_cast<quint16>(port));
-    showState();
 }
 
 void SettingsDialog::copyAddress()

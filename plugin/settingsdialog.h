@@ -28,6 +28,7 @@ private:
     void refreshControllers();
     void updateApplyButton();
     void applyPort();
+    void savePort(int port);
     void copyAddress();
     void openGuide();
     void showProblem(const QString& problem);
