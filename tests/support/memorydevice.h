@@ -6,15 +6,11 @@
 #include <algorithm>
 #include <limits>
 
-// Replaces a socket in a test: reads return `input`, in pieces of at most bytesPerRead; writes append to `output`.
+// Replaces a socket in a test: reads return `input`, writes append to `output`.
 class MemoryDevice : public QIODevice
 {
 public:
-    explicit MemoryDevice(qint64 bytesPerRead = std::numeric_limits<qint64>::max())
-        : m_bytesPerRead(bytesPerRead)
-    {
-        open(ReadWrite | Unbuffered);
-    }
+    MemoryDevice() { open(ReadWrite | Unbuffered); }
 
     bool isSequential() const override { return true; }
 
@@ -27,7 +23,7 @@ public:
 protected:
     qint64 readData(char* data, qint64 maximum) override
     {
-        const qint64 count = std::min({maximum, m_bytesPerRead, static_cast<qint64>(input.size())});
+        const auto count = std::min<qint64>(maximum, input.size());
         std::copy_n(input.cbegin(), count, data);
         input.remove(0, count);
         return count;
@@ -41,7 +37,4 @@ protected:
         output.append(data, length);
         return length;
     }
-
-private:
-    qint64 m_bytesPerRead;
 };
