@@ -37,6 +37,8 @@ private slots:
 
     void takesOptions()
     {
+        qputenv("KESTREL_PORT", "1234");
+        QCOMPARE(parseArguments({u"wait"_s}).port, 1234);
         const Invocation invocation = parseArguments(
             {u"transition"_s, u"--duration"_s, u"400"_s, u"--port=99"_s, u"--timeout"_s, u"0.0015"_s, u"--json"_s});
         QVERIFY(invocation.command->run == Commands::transition && invocation.isJson);
@@ -45,31 +47,15 @@ private slots:
         QCOMPARE(*invocation.timeout, std::chrono::milliseconds(2));
     }
 
-    void takesThePortOfTheEnvironment()
-    {
-        qputenv("KESTREL_PORT", "1234");
-        QCOMPARE(parseArguments({u"wait"_s}).port, 1234);
-        QCOMPARE(parseArguments({u"wait"_s, u"--port"_s, u"99"_s}).port, 99);
-    }
+    void completes_data() { addTable(QFINDTESTDATA("completions.txt"), {"candidates"}); }
 
     void completes()
     {
-        const auto candidates = [](const QString& line) { // for the last word
-            KestrelSession session;
-            QStringList found = Commands::complete(session, {.words = line.split(u' ')}).lines;
-            found.replaceInStrings(QRegularExpression(u"\t.*"_s), u""_s);
-            return found.join(u' ');
-        };
-        QCOMPARE(candidates(u"record "_s), u"start stop toggle status"_s);
-        QCOMPARE(candidates(u"set recording "_s), u"on off"_s);
-        QCOMPARE(candidates(u"set "_s), Commands::writablePropertyNames().join(u' '));
-        QCOMPARE(candidates(u"get fps "_s), Commands::propertyNames().join(u' '));
-        QCOMPARE(candidates(u"stats -"_s), u"-- --port --timeout --json --help --version --watch"_s);
-        // No second choice, no value of a read-only property, no numbers, no unknown command, no options after dashes.
-        for (const QString& line :
-             {u"record start "_s, u"set fps "_s, u"scenes --port "_s, u"dance "_s, u"stats -- -"_s}) {
-            QCOMPARE(candidates(line), u""_s);
-        }
+        const QString line = QString::fromLatin1(QTest::currentDataTag()).remove(u'_');
+        KestrelSession session;
+        QStringList candidates = Commands::complete(session, {.words = line.split(u' ')}).lines;
+        candidates.replaceInStrings(QRegularExpression(u"\t.*"_s), u""_s); // without their descriptions
+        QTEST(candidates.join(u' '), "candidates");
     }
 
     void alignsColumns()
