@@ -5,9 +5,9 @@
 #include "tests/support/table.h"
 
 #include <QDir>
-#include <QJsonArray>
 #include <QJsonDocument>
 
+#include <functional>
 #include <optional>
 
 #ifndef Q_OS_WIN
@@ -39,7 +39,6 @@ private slots:
         before.replace("\\r", "\r").replace("\\n", "\n").append(100, ' '); // longer than what replaces it
         write(before);
         ConfigFile config;
-        QCOMPARE(config.path(), m_path);
         const int port = config.readPort();
         config.close();
         QTEST(QString::number(port), "port");
@@ -52,12 +51,10 @@ private slots:
     void keepsOtherKeys()
     {
         write(R"({"a":[1],"port":70000,"long":"..............."})");
-        QJsonObject settings {{"a"_L1, QJsonArray {1}}, {"port"_L1, 2021}, {"long"_L1, "..............."_L1}};
         QCOMPARE(ConfigFile().readPort(), 2021);
-        QCOMPARE(QJsonDocument::fromJson(contents(m_path)).object(), settings);
-        settings["port"_L1] = 8080;
         QVERIFY(ConfigFile().writePort(8080));
-        QCOMPARE(QJsonDocument::fromJson(contents(m_path)).object(), settings);
+        QCOMPARE(QJsonDocument::fromJson(contents(m_path)),
+                 QJsonDocument::fromJson(R"({"a":[1],"port":8080,"long":"..............."})"));
     }
 
     void keepsTheLatestInvalidFile()
@@ -80,35 +77,35 @@ private slots:
     {
         QCOMPARE(ConfigFile().readPort(), 2021);
         QCOMPARE(contents(m_path), defaultFile); // created, with its folders
-        init();
-        QVERIFY(QDir().mkpath(m_path)); // a folder of that name
-        QCOMPARE(ConfigFile().readPort(), 2021);
-        QVERIFY(QFileInfo(m_path).isDir());
-        ConfigFile config;
-        QVERIFY(!config.writePort(8080));
-        QVERIFY(!config.errorString().isEmpty());
-#ifndef Q_OS_WIN
-        for (const bool isPipe : {true, false}) { // one blocks when it is opened, the other has no end
-            init();
-            const QString pipe = DataFolder::filePath(u"pipe"_s);
-            QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), S_IRUSR | S_IWUSR), 0);
-            QVERIFY(QDir().mkpath(QFileInfo(m_path).path()));
-            QVERIFY(QFile::link(isPipe ? pipe : u"/dev/zero"_s, m_path));
-            QCOMPARE(ConfigFile().readPort(), 2021);
-        }
+
+        const std::function<bool()> obstacles[] {
+            [this] { return QDir().mkpath(m_path); },
+            [] { return QFile(DataFolder::filePath(u"corvane"_s)).open(QIODevice::WriteOnly); },
+#ifndef Q_OS_WIN // a device without an end, and a pipe that blocks when it is opened
+            [this] { return makeFolder() && QFile::link(u"/dev/zero"_s, m_path); },
+            [this] { return makeFolder() && mkfifo(QFile::encodeName(m_path).constData(), S_IRUSR | S_IWUSR) == 0; },
 #endif
-        init();
-        QFile blockingFile(DataFolder::filePath(u"corvane"_s)); // no folder can be created
-        QVERIFY(blockingFile.open(QIODevice::WriteOnly));
-        QCOMPARE(ConfigFile().readPort(), 2021);
+        };
+        for (const auto& create : obstacles) {
+            init();
+            QVERIFY(create());
+            QCOMPARE(ConfigFile().readPort(), 2021);
+            ConfigFile config;
+            QVERIFY(!config.writePort(8080));
+            QVERIFY(!config.errorString().isEmpty());
+        }
     }
 
 private:
     void write(const QByteArray& bytes) const
     {
         QFile file(m_path);
-        QVERIFY(QDir().mkpath(QFileInfo(file).path()));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+        QVERIFY(makeFolder() && file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+    }
+
+    bool makeFolder() const
+    {
+        return QDir().mkpath(QFileInfo(m_path).path());
     }
 
 #ifdef Q_OS_WIN // where the file is written in text mode
