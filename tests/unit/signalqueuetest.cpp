@@ -76,22 +76,18 @@ private slots:
     void mergesAboveTheLimit()
     {
         // The limit itself is reached unmerged.
-        for (int i = 0; i < 20; ++i) {
-            post(&m_one, u"."_s);
-        }
+        post(&m_one, QString(20, u'.'));
         m_queue.deliver();
         QCOMPARE(m_delivered, QString(20, u'.'));
 
         // One more: the latest of each wrapper and kind stays, at its place.
         init();
         post(&m_other, u"a"_s, moved);
-        for (int i = 0; i < 18; ++i) {
-            post(&m_one, u"."_s);
-        }
+        post(&m_one, QString(18, u'.'));
         post(&m_one, u"b"_s, moved);
         post(&m_one, u"c"_s);
         m_queue.deliver();
-        QCOMPARE(m_delivered, u"abC"_s); // capitals stand for several
+        QCOMPARE(m_delivered, u"abC"_s);
     }
 
 private:
@@ -99,11 +95,15 @@ private:
     static constexpr SignalQueue::Kind shown = [](void*, calldata*) {};
     static constexpr SignalQueue::Kind moved = [](void*, calldata*) {};
 
-    void post(const QObject* wrapper, const QString& text, SignalQueue::Kind kind = shown)
+    // A record for each letter, which is delivered as a capital when it stands for several.
+    void post(const QObject* wrapper, const QString& letters, SignalQueue::Kind kind = shown)
     {
-        m_queue.post(wrapper, kind, [this, text](bool isMerged) {
-            m_delivered += QThread::currentThread() != thread() ? u"wrong thread"_s : isMerged ? text.toUpper() : text;
-        });
+        for (const QChar letter : letters) {
+            m_queue.post(wrapper, kind, [this, letter](bool isMerged) {
+                QCOMPARE(QThread::currentThread(), thread());
+                m_delivered += isMerged ? letter.toUpper() : letter;
+            });
+        }
     }
 
     SignalQueue m_queue;
