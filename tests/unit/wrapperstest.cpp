@@ -48,10 +48,6 @@ private slots:
         item.setVisible(true);
         item.setLocked(true);
         QVERIFY(!item.isVisible() && !item.isLocked());
-        SceneSource removed(m_fixture->host.items[0]);
-        m_fixture->host.perform(u"remove item A"_s);
-        removed.setLocked(true);
-        QVERIFY(!removed.isLocked()); // its scene's lock protects it no more
     }
 
     void survivesChangesOnAnotherThread()
