@@ -18,7 +18,7 @@ public:
 
     QByteArray input;
     QByteArray output;
-    int writesAllowed = std::numeric_limits<int>::max(); // all later ones fail
+    int writesAllowed = std::numeric_limits<int>::max(); // the one after these fails
 
 protected:
     qint64 readData(char* data, qint64 maximum) override
@@ -31,7 +31,7 @@ protected:
 
     qint64 writeData(const char* data, qint64 length) override
     {
-        if (writesAllowed-- <= 0) {
+        if (writesAllowed-- == 0) {
             return -1;
         }
         output.append(data, length);

@@ -61,9 +61,9 @@ private slots:
     void alignsColumns()
     {
         std::setlocale(LC_ALL, "C.UTF-8"); // NOLINT(concurrency-mt-unsafe): no other thread runs
-        const QStringList lines
-            = Format::table({{{u"a\nb"_s}, {u"x"_s}, {u""_s}}, {{u"日本"_s}, {u"y"_s}}, {{u"e\u0301"_s}, {u"z"_s}}});
-        QCOMPARE(lines, (QStringList {u"a\ufffdb   x"_s, u"日本  y"_s, u"e\u0301     z"_s}));
+        const QStringList lines = Format::table(
+            {{{u"a\nb"_s}, {u"x"_s}, {u""_s}}, {{u"日本"_s}, {u"y"_s}, {u"w"_s}}, {{u"e\u0301"_s}, {u"z"_s}}});
+        QCOMPARE(lines, (QStringList {u"a\ufffdb   x"_s, u"日本  y  w"_s, u"e\u0301     z"_s}));
     }
 };
 
