@@ -62,6 +62,21 @@ def obs_with_benchplugin():
     return obs
 
 
+def verdict(value, target, unit="", at_least=False):
+    """The cells of a table for a target and whether a value meets it; empty ones without a target."""
+    if target is None:
+        return "", ""
+    is_met = value >= target if at_least else value <= target
+    return f"{'at least' if at_least else 'at most'} {target:g}{unit}", "yes" if is_met else "NO"
+
+
+def table(heads, rows):
+    lines = [heads, *rows]
+    widths = [max(map(len, column)) for column in zip(*lines)]
+    lines.insert(1, tuple("-" * width for width in widths))
+    return "\n".join("| " + " | ".join(map(str.ljust, line, widths)) + " |" for line in lines)
+
+
 class Bench:
     def __init__(self, obs, quick):
         self.obs = obs
@@ -125,22 +140,12 @@ class Bench:
     def row(self, what, measured, ratios, target=None, at_least=False, unit=""):
         """A line of the table. The ratio is the median of the rounds' ratios."""
         ratio = median(ratios)
-        bound = met = ""
-        if target is not None:
-            bound = f"{'at least' if at_least else 'at most'} {target:g}{unit}"
-            met = "yes" if (ratio >= target if at_least else ratio <= target) else "NO"
-        self.rows.append((what, measured, f"{ratio:.3g}{unit}", bound, met))
+        self.rows.append((what, measured, f"{ratio:.3g}{unit}", *verdict(ratio, target, unit, at_least)))
 
     def compare(self, what, form, pairs, target=None, at_least=False):
         """A line for the two values of each round, whose medians are formatted."""
         self.row(what, form.format(*map(median, zip(*pairs))), [one / other for one, other in pairs], target,
                  at_least)
-
-    def table(self):
-        lines = [("what", "measured", "ratio", "target", "met"), *self.rows]
-        widths = [max(map(len, column)) for column in zip(*lines)]
-        lines.insert(1, tuple("-" * width for width in widths))
-        return "\n".join("| " + " | ".join(map(str.ljust, line, widths)) + " |" for line in lines)
 
     # The parts
 
@@ -267,7 +272,7 @@ def main():
                     print(f"could not measure {part}: {problem}", file=sys.stderr)
                     status = 1
         RESULTS.write_text(json.dumps({"rows": bench.rows, "samples": bench.samples}, indent=1))
-        print(bench.table())
+        print(table(("what", "measured", "ratio", "target", "met"), bench.rows))
     return status
 
 
