@@ -28,5 +28,5 @@ with obs:
 assert state["currentScene"] and len(controller.full_state) == 20, state
 assert f"Welcome to KestrelBridge version {json.loads(MANIFEST.read_text())['version']}!" in obs.log()
 assert json.loads(obs.plugin_config.read_text()) == {"port": port}
-assert obs.exit_status == 0 and obs.leaks() == 0, obs.log()[-3000:]
+obs.assert_proper_end(loaded_collections=0)
 print(f"-- a controller received the full state with the scene \"{state['currentScene']}\"; OBS ended without leaks")
