@@ -1,6 +1,8 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 """Every change in OBS is pushed once, in order, to all controllers, whether a controller made it or not."""
 
+import time
+
 from obskit.checkedcontroller import CheckedController
 from obskit.obsprocess import wait_for
 
@@ -120,3 +122,22 @@ def test_a_recording(host, controller):
     assert controller.expect("recording") == [False]
     wait_for(lambda: controller.get("recordingTime") == "00:00:00", 20, "the end of the output, which follows its push")
     assert next(host.recordings.iterdir()).stat().st_size > 0
+
+
+def test_a_dialog_left_open(host, controller, obs_websocket):
+    """Starting a stream without a server opens a modal dialog inside the request that asked for it."""
+    with CheckedController(host.port, keep_alive=False) as asking:
+        asking.set("streaming", 1)
+        asking.send([{"name": "fps"}])
+        [dialog] = wait_for(lambda: host.windows("Failed to start streaming"), 20, "the dialog")
+        begin = time.monotonic()
+        while time.monotonic() < begin + 7:  # longer than the keep-alive timeout of 5 s
+            for visibles in (6, 7):
+                obs_websocket.show("Opening", "Title", visibles == 7)
+                controller.wait_for(lambda state: state["sourceVisibles"] == visibles)
+        with CheckedController(host.port) as late:
+            assert late.get("fps") == "10.00 fps"
+        host.press(dialog, "Escape")
+        while asking.next() != [("fps", "10.00 fps")]:
+            pass
+        assert asking.get("streaming") is False

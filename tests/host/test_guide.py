@@ -85,7 +85,10 @@ def run_example(name, interpreter, port):
 
 
 def test_its_programs(host):
-    with CheckedController(host.port, long_frames=True) as watcher:
+    refusal = "NetworkWriter refusing to write"
+    with CheckedController(host.port) as plain, CheckedController(host.port, long_frames=True) as watcher:
+        assert {} in plain.full_state and len(plain.full_state) == 20
+        refused = host.log().count(refusal)
         for name, interpreter, hidden, outcome, mask in [
                 ("controller.py", sys.executable, "", "is hidden", 5),
                 ("controller.js", "node", " (hidden)", "is visible", 7)]:
@@ -93,6 +96,9 @@ def test_its_programs(host):
             shown = run_example(name, interpreter, host.port)
             assert shown.stdout == f"on air: Opening\n  Title\n  Clock{hidden}\n  Wall\nClock {outcome}\n"
             assert watcher.expect("sceneList", "sourceVisibles")[1] == mask
+            assert plain.expect("sourceVisibles") == [mask]
+        # The list in the two full states and in the two pushes; a line each.
+        assert host.log().count(refusal) == refused + 4
 
 
 @pytest.mark.parametrize("name, interpreter", [("controller.py", sys.executable), ("controller.js", "node")])
