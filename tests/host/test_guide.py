@@ -4,13 +4,12 @@
 import json
 import pathlib
 import re
-import socket
 import subprocess
 import sys
-import threading
 
 import pytest
 
+from conftest import serve
 from obskit.checkedcontroller import DOCS, MESSAGE, REQUEST, CheckedController, push
 from obskit.obsprocess import collection
 
@@ -107,25 +106,16 @@ def test_its_programs_during_a_change_of_the_scene_collection(name, interpreter)
     items = [{"name": name, "sortIndex": position, "isVisible": True, "isLocked": False}
              for position, name in enumerate(("Title", "Clock"))]
     scene = {"name": "Opening", "sortIndex": 0, "isCurrent": True, "sourceList": items}
-    requests = []
+    requests = bytearray()
 
-    def serve():
-        connection, _ = server.accept()
-        with connection:
-            connection.sendall(push(sceneList=[], currentScene="", sourceVisibles="", transitionDuration=300)
-                               + push(fps="", sceneList=[])
-                               + push(sceneList=[scene]) + push(currentScene="Opening"))
-            while data := connection.recv(4096):
-                requests.append(data)
-                if b'"set"' in data:
-                    connection.sendall(push(sourceVisibles=1))
-                elif b"sourceVisibles" in data:
-                    connection.sendall(push(fps="", sourceVisibles=3))
+    def answer(data):
+        requests.extend(data)
+        if b'"set"' in data:
+            return push(sourceVisibles=1)
+        return push(fps="", sourceVisibles=3) if b"sourceVisibles" in data else b""
 
-    with socket.create_server(("127.0.0.1", 0)) as server:
-        thread = threading.Thread(target=serve)
-        thread.start()
-        shown = run_example(name, interpreter, server.getsockname()[1])
-        thread.join()
+    shown = run_example(name, interpreter, serve(
+        push(sceneList=[], currentScene="", sourceVisibles="", transitionDuration=300) + push(fps="", sceneList=[])
+        + push(sceneList=[scene]) + push(currentScene="Opening"), answer))
     assert shown.stdout == "on air: Opening\n  Title\n  Clock\nClock is hidden\n"
-    assert re.findall(rb'"value": ?(\d+)', b"".join(requests)) == [b"1"]
+    assert re.findall(rb'"value": ?(\d+)', requests) == [b"1"]
