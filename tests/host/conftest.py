@@ -39,16 +39,15 @@ def serve(state, answer=lambda data: b""):
 
 @pytest.fixture(scope="session")
 def new_host(tmp_path_factory):
-    """Starts OBS: new_host(collections=..., module=..., start=True)."""
+    """Starts OBS: new_host(collections=..., start=True)."""
     with contextlib.ExitStack() as hosts:
-        def make(module=MODULE, collections=COLLECTIONS, start=True):
-            host = ObsProcess(tmp_path_factory.mktemp("host"), module, collections=collections,
+        def make(collections=COLLECTIONS, start=True):
+            host = ObsProcess(tmp_path_factory.mktemp("host"), MODULE, collections=collections,
                               obs_websocket_port=free_port())
             hosts.callback(host.stop)
             if start:
                 host.start()
-                if module:
-                    host.wait_until_listening()
+                host.wait_until_listening()
             return host
 
         yield make

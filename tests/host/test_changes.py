@@ -77,7 +77,7 @@ def test_a_dialog_left_open(host, controller, obs_websocket):
         begin = time.monotonic()
         while time.monotonic() < begin + 7:  # longer than the keep-alive timeout of 5 s
             for visibles in (6, 7):
-                obs_websocket.show("Opening", "Title", visibles == 7)
+                obs_websocket("SetSceneItemEnabled", sceneName="Opening", sceneItemId=3, sceneItemEnabled=visibles == 7)
                 controller.wait_for(lambda state: state["sourceVisibles"] == visibles)
         with CheckedController(host.port) as late:
             assert late.get("fps") == "10.00 fps"

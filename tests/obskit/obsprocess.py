@@ -53,8 +53,7 @@ def collection(name, scenes, transition="Fade"):
     for scene, items in scenes.items():
         entries = []
         for position, item in enumerate(reversed(items)):
-            row, column = divmod(position - 1, 3)
-            place = {"x": 60.0 + 400 * column, "y": 60.0 + 260 * (row % 2)} if position else {"x": 0, "y": 0}
+            place = {"x": 400 * position - 340, "y": 60} if position else {"x": 0, "y": 0}
             entries.append({"name": item, "id": position + 1, "visible": True, "locked": False, "pos": place,
                             "scale": dict.fromkeys("xy", 0.3 if position else 1), "align": 5, "bounds_type": 0})
         sources.append({"id": "scene", "versioned_id": "scene", "name": scene,

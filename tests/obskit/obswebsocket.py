@@ -47,10 +47,6 @@ class ObsWebSocketClient:
         """The items of a scene by name, each with its id, top-most last."""
         return {item["sourceName"]: item for item in self("GetSceneItemList", sceneName=scene)["sceneItems"]}
 
-    def show(self, scene, item, is_visible):
-        item_id = self.items(scene)[item]["sceneItemId"]
-        self("SetSceneItemEnabled", sceneName=scene, sceneItemId=item_id, sceneItemEnabled=is_visible)
-
 
 def connect_to_obs(obs):
     """A client of the obs-websocket of an ObsProcess, once OBS has loaded."""
