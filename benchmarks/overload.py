@@ -5,7 +5,8 @@
     ./bench overload changes --scenes 100 --threads 4       some loads
 
 Each load runs in an OBS of its own, on a quiet machine. A missed target is not an error. The exit status is 1 when an
-answer does not arrive, or a controller is disconnected or ends with a state other than that of OBS.
+answer does not arrive, a controller is disconnected or ends with a state other than that of OBS, or OBS does not end
+properly.
 """
 
 import argparse
@@ -200,6 +201,8 @@ def run(load, options, rows, has_plugin):
     phase.value = LOADING
     with (obs, connect_to_obs(obs) as obs_websocket,
           multiprocessing.get_context("fork").Pool(len(readers) + 1 + options.threads) as pool):
+        if has_plugin:
+            obs.wait_until_listening()  # OBS 32 answers obs-websocket before
         observers = pool.starmap_async(observe, readers, 1)
         time.sleep(SETTLING_S)
         pathlib.Path(f"/proc/{obs.pid}/clear_refs").write_text("5")  # the peak starts anew
