@@ -68,6 +68,7 @@ private slots:
         QCOMPARE(received.size(), 3);
         QCOMPARE(reader.error(), NetworkReader::Error::MalformedLength);
         reader.reset();
+        QCOMPARE(reader.error(), NetworkReader::Error::None);
         device.input = "0002{}";
         QVERIFY(reader.readFrames());
         QCOMPARE(received.size(), 4);
