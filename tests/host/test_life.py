@@ -18,8 +18,8 @@ VISITS = [("SetCurrentSceneCollection", "Rehearsal", REHEARSAL)] * 20 + [
 
 def shown(controller):
     scene, listed, visibles = controller.get("currentScene", "sceneList", "sourceVisibles")
-    assert [entry["name"] for entry in listed if entry["isCurrent"]] == [scene]
-    return scene, [entry["name"] for entry in listed], visibles
+    marked = [entry["name"] for entry in listed if entry["isCurrent"]]
+    return marked == [scene] and (scene, [entry["name"] for entry in listed], visibles)
 
 
 def visit_collections(controller, obs_websocket):
