@@ -166,8 +166,10 @@ private slots:
             }
             server->idle(); // finds it dead
             peer.close();
+#ifndef Q_OS_WIN // which reports it once the handler has returned
             QString logged;
             QTRY_VERIFY((logged += m_log.take()).contains("Connection removed"_L1));
+#endif
         });
         QTest::newRow("server stops") << Ending([](auto& server, auto&) { server->stop(); });
         QTest::newRow("server is destroyed") << Ending([](auto& server, auto&) { server.reset(); });
