@@ -6,30 +6,25 @@ import re
 import subprocess
 import sys
 import time
+from unittest.mock import ANY
 
 from conftest import SCENES
 from obskit.checkedcontroller import CheckedController
 
-STATE = ["cpuUsage", "memoryUsage", "freeDisk", "recordingTime", "streamingTime", "totalFrames", "droppedFrames",
-         "congestion", "studioMode", "triggerTransition", "streaming", "recording", "sceneList", "currentScene",
-         "previewScene", "sourceLocks", "sourceVisibles", "transitionsList", "currentTransition", "transitionDuration"]
-
 
 def test_the_full_state_comes_first_and_is_true(controller):
-    state = {entry["name"]: entry["value"] for entry in controller.full_state}
-    assert list(state) == STATE and len(controller.full_state) == len(STATE)
-    assert state["recordingTime"] == state["streamingTime"] == "00:00:00"
-    assert (state["totalFrames"], state["droppedFrames"], state["congestion"]) == (0, 0, "0.00%")
-    assert [state[switch] for switch in ("studioMode", "triggerTransition", "streaming", "recording")] == [False] * 4
-    assert state["sceneList"] == [
-        {"name": scene, "sortIndex": index, "isCurrent": index == 0, "sourceList": [
+    assert [(entry["name"], entry["value"]) for entry in controller.full_state] == [
+        ("cpuUsage", ANY), ("memoryUsage", ANY), ("freeDisk", ANY),
+        ("recordingTime", "00:00:00"), ("streamingTime", "00:00:00"),
+        ("totalFrames", 0), ("droppedFrames", 0), ("congestion", "0.00%"),
+        ("studioMode", False), ("triggerTransition", False), ("streaming", False), ("recording", False),
+        ("sceneList", [{"name": scene, "sortIndex": index, "isCurrent": index == 0, "sourceList": [
             {"name": item, "isVisible": True, "isLocked": False, "sortIndex": position}
-            for position, item in enumerate(items)]}
-        for index, (scene, items) in enumerate(SCENES.items())]
-    assert (state["currentScene"], state["previewScene"]) == ("Opening", "")
-    assert (state["sourceVisibles"], state["sourceLocks"]) == (7, 0)
-    assert {entry["name"]: entry.get("duration") for entry in state["transitionsList"]} == {"Cut": None, "Fade": 300}
-    assert (state["currentTransition"], state["transitionDuration"]) == ("Fade", 300)
+            for position, item in enumerate(items)]} for index, (scene, items) in enumerate(SCENES.items())]),
+        ("currentScene", "Opening"), ("previewScene", ""), ("sourceLocks", 0), ("sourceVisibles", 7),
+        ("transitionsList", ANY), ("currentTransition", "Fade"), ("transitionDuration", 300)]
+    transitions = controller.state["transitionsList"]  # in an order that differs between versions of OBS
+    assert {entry["name"]: entry.get("duration") for entry in transitions} == {"Cut": None, "Fade": 300}
 
 
 def test_malformed_input_and_silence_end_a_connection(host, controller):
