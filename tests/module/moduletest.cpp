@@ -7,7 +7,10 @@
 #include "tests/support/table.h"
 
 #include <QAction>
+#include <QClipboard>
 #include <QDialog>
+#include <QGuiApplication>
+#include <QHash>
 #include <QHostAddress>
 #include <QOperatingSystemVersion>
 #include <QPointer>
@@ -18,8 +21,6 @@
 #include <QTest>
 #include <QTreeWidget>
 
-#include <algorithm>
-#include <functional>
 #include <utility>
 
 #include <util/platform.h>
@@ -40,7 +41,7 @@ private slots:
         const QString file = QStringLiteral(MODULE_FILE);
         QVERIFY(QDir().mkpath(folder) && QFile::copy(file, folder + u'/' + QFileInfo(file).fileName()));
         obs_add_module_path(qUtf8Printable(m_plugins.filePath(u"%module%/bin/64bit"_s)),
-                            qUtf8Printable(m_plugins.filePath(u"%module%/data"_s)));
+                            qUtf8Printable(QFileInfo(file).path() + "/data"_L1));
         obs_module_t* module = nullptr;
         obs_find_modules(
             [](void* found, const obs_module_info* info) {
@@ -157,9 +158,14 @@ private slots:
         QCOMPARE(portBox->value(), m_port);
         QCOMPARE(portBox->minimum(), 1);
         QCOMPARE(portBox->maximum(), 65353);
-        const QList<QPushButton*> buttons = opened->findChildren<QPushButton*>();
-        const auto apply = std::find_if(buttons.begin(), buttons.end(), std::mem_fn(&QPushButton::isDefault));
-        QVERIFY(apply != buttons.end() && !(*apply)->isEnabled()); // nothing to apply
+        QHash<QString, QPushButton*> buttons;
+        for (QPushButton* button : opened->findChildren<QPushButton*>()) {
+            buttons.insert(button->text(), button);
+        }
+        QVERIFY(buttons.contains(u"&Apply"_s) && buttons.contains(u"Cop&y Address"_s));
+        buttons[u"Cop&y Address"_s]->click();
+        QCOMPARE(QGuiApplication::clipboard()->text(), u"127.0.0.1:%1"_s.arg(m_port));
+        QVERIFY(!buttons[u"&Apply"_s]->isEnabled()); // nothing to apply
         QTcpServer occupant;
         QVERIFY(occupant.listen(QHostAddress(QHostAddress::LocalHost)));
         const quint16 previous = std::exchange(m_port, occupant.serverPort());
