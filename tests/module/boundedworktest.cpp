@@ -10,7 +10,7 @@ using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 // Requests and changes that cost more than one turn of the event loop, and controllers that do not read.
-class BoundedWorkTest : public ProtocolFixtureTest
+class BoundedWorkTest : public ProtocolFixture
 {
     Q_OBJECT
 
@@ -45,8 +45,8 @@ private slots:
 
     void servesOthersBetweenTheEntriesOfARequest()
     {
-        m_fixture->addItems(300, 100);
-        const auto asker = m_fixture->longFrameController();
+        addItems(300, 100);
+        const auto asker = connectLongFrameController();
         // Each set makes the next list be read anew.
         constexpr int pairs = 400;
         QJsonArray entries;
@@ -72,10 +72,10 @@ private slots:
 
     void answersAsFastAsTheControllerReads()
     {
-        m_fixture->addItems(50, 2000);
+        addItems(50, 2000);
         for (const bool isSendingShutDown : {false, true}) {
-            const auto asker = m_fixture->longFrameController();
-            const NetworkConnection* connection = m_fixture->server->connections().constLast();
+            const auto asker = connectLongFrameController();
+            const NetworkConnection* connection = m_server->connections().constLast();
             asker->setReading(false);
             const QVariantList lists(100, getEntry(u"sceneList"_s)); // in bytes, several times what may ever be unsent
             asker->send({{"values"_L1, QJsonArray::fromVariantList(lists)}}, true);
@@ -110,7 +110,7 @@ private slots:
             }
             QVERIFY(turnUntil([this] { return !host().commands.isEmpty(); }));
             host().raise(OBS_FRONTEND_EVENT_EXIT);
-            m_fixture->server->stop();
+            m_server->stop();
             const qsizetype handled = host().commands.size();
             QVERIFY(handled < 100);
             QVERIFY(turnUntil([&] { return !m_controller->isConnected(); }));
@@ -120,12 +120,12 @@ private slots:
 
     void sendsTheNewestValuesToASlowReader()
     {
-        m_fixture->addItems(50, 2000);
-        const auto slow = m_fixture->longFrameController();
-        const NetworkConnection* connection = m_fixture->server->connections().constLast();
+        addItems(50, 2000);
+        const auto slow = connectLongFrameController();
+        const NetworkConnection* connection = m_server->connections().constLast();
         connection->findChild<QAbstractSocket*>()->setSocketOption(QAbstractSocket::SendBufferSizeSocketOption, 16'384);
-        const auto writer = m_fixture->controller(); // sets and never reads
-        const auto fast = m_fixture->longFrameController();
+        const auto writer = connectController(); // sets and never reads
+        const auto fast = connectLongFrameController();
         slow->setReading(false);
         writer->setReading(false);
         constexpr int changes = 250; // in bytes, more than the limit that ends a connection
@@ -179,8 +179,8 @@ private slots:
 
     void boundsTheChangesOfOneMask()
     {
-        m_fixture->addItems(600, 10);
-        m_controller = m_fixture->longFrameController();
+        addItems(600, 10);
+        m_controller = connectLongFrameController();
         m_controller->set(u"sourceVisibles"_s, 0);
         const qsizetype pushes = m_controller->pushesUntilAnswer().size();
         QVERIFY(pushes >= 2);

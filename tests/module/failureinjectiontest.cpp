@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
+#include "model/signalqueue.h"
+#include "model/transition.h"
 #include "protocol/propertynames.h"
 #include "tests/support/protocolfixture.h"
 #include "tests/support/table.h"
@@ -6,14 +8,16 @@
 #include <QJsonDocument>
 
 #include <functional>
+#include <thread>
 #include <utility>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 using Removal = std::function<void(FakeFrontEnd&)>;
 
-// OBS without scenes, transitions, a profile or a window, and OBS that exits or changes its scene collection at any
-// time.
-class FailureInjectionTest : public ProtocolFixtureTest
+// OBS without scenes, transitions, a profile or a window; OBS that exits, changes its scene collection or works on
+// another thread at any time; signals of others.
+class FailureInjectionTest : public ProtocolFixture
 {
     Q_OBJECT
 
@@ -88,16 +92,16 @@ private slots:
         for (const QString& command : {u"stream off"_s, u"stream on"_s, u"record off"_s, u"record on"_s}) {
             init();
             host().dialog = [this] {
-                m_fixture->server->stop();
+                m_server->stop();
                 host().raise(OBS_FRONTEND_EVENT_EXIT);
                 QCoreApplication::processEvents(); // the dialog's event loop
-                m_fixture->adapter.reset();
-                m_fixture->server.reset();
+                m_adapter.reset();
+                m_server.reset();
             };
             const QJsonObject set = setEntry(command.section(u' ', 0, 0) + "ing"_L1, int {command.endsWith("on"_L1)});
             m_controller->sendEntries({set, getEntry(u"sceneList"_s), set});
             QTRY_VERIFY(!m_controller->isConnected());
-            QVERIFY(!m_fixture->server);
+            QVERIFY(!m_server);
             QCOMPARE(host().commands, QStringList {command}); // what follows the first is not handled
         }
     }
@@ -129,6 +133,63 @@ private slots:
                 host().perform(end);
                 QCOMPARE(ObsRuntime::countAlive(sources), 0);
             }
+        }
+    }
+
+    void ignoresOthers()
+    {
+        SignalQueue queue;
+        const Scene scene(host().scenes[0], &queue);
+        int received = 0;
+        const auto count = [&](auto... signal) { (connect(&scene, signal, this, [&] { ++received; }), ...); };
+        count(&Source::destroyed, &Source::removed, &Source::activated, &Source::shown, &Source::enabled,
+              &Source::renamed, &Scene::sceneSourceAdded, &Scene::sceneSourceRemoved, &Scene::sceneSourcesReordered,
+              &Scene::sceneSourcesRefreshed, &Scene::sceneSourceVisibilityChanged, &Scene::sceneSourceLockChanged);
+
+        // Signals with another scene as their argument, and signals without arguments.
+        obs_source_t* other = host().scenes[1];
+        for (const char* signal : {"remove", "rename", "item_add", "item_remove", "reorder"}) {
+            ObsRuntime::raise(scene.source(), signal, [&](calldata_t* arguments) {
+                calldata_set_ptr(arguments, "source", other);
+                calldata_set_ptr(arguments, "scene", obs_scene_from_source(other));
+                calldata_set_ptr(arguments, "item", host().items[0]);
+            });
+        }
+        host().perform(u"signal enable, signal item_add, signal item_remove, signal item_visible"_s);
+        queue.deliver();
+        QCOMPARE(received, 0);
+    }
+
+    void fallsBackWithoutSource()
+    {
+        SignalQueue queue;
+        QVERIFY(Scene(nullptr, &queue).sceneSources().isEmpty());
+        QCOMPARE(Transition(nullptr, &queue).toJson(), (QJsonObject {{"name"_L1, "NULL"_L1}}));
+        SceneSource item(nullptr);
+        item.setVisible(true);
+        item.setLocked(true);
+        QVERIFY(!item.isVisible() && !item.isLocked());
+    }
+
+    void survivesChangesOnAnotherThread()
+    {
+        // Both threads want the scene's lock and the signal's: a callback that reads the scene would freeze the two.
+        // And wrappers come and go under a stream of signals.
+        const std::jthread worker([this](const std::stop_token& end) {
+            const auto toggle = [](void* item, obs_scene_t*) {
+                auto* toggled = static_cast<obs_sceneitem_t*>(item);
+                obs_sceneitem_set_visible(toggled, !obs_sceneitem_visible(toggled));
+            };
+            while (!end.stop_requested()) {
+                obs_scene_atomic_update(obs_scene_from_source(host().scenes[0]), toggle, host().items[0]);
+                std::this_thread::sleep_for(10us); // otherwise the main thread hardly ever gets the lock
+            }
+        });
+        for (int i = 0; i < 1000; ++i) {
+            obs_sceneitem_set_visible(host().items[1], i % 2 != 0);
+            host().raise(OBS_FRONTEND_EVENT_SCENE_CHANGED); // which replaces the wrapper
+            QVERIFY(m_controller->pushesUntilAnswer().contains(u"sourceVisibles"_s));
+            QCOMPARE(m_controller->value(u"sourceVisibles"_s).toInt() >> 1 & 1, i % 2);
         }
     }
 

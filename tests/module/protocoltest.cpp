@@ -10,7 +10,7 @@
 using namespace Qt::StringLiterals;
 
 // Requests, answers and notifications, seen by real controllers.
-class ProtocolTest : public ProtocolFixtureTest
+class ProtocolTest : public ProtocolFixture
 {
     Q_OBJECT
 
@@ -34,7 +34,7 @@ private slots:
         host().perform(u"hide item A, lock item C"_s);
         obs_output stream {.congestion = 0.125, .totalFrames = 5400, .droppedFrames = 54, .frameTime_ns = 33'333'333};
         host().streamingOutput = &stream;
-        Controller controller(m_fixture->server->serverPort());
+        Controller controller(m_server->serverPort());
         const QByteArray state = QJsonDocument(controller.next().value_or(QJsonObject())).toJson();
         QByteArray expected = contents(QFINDTESTDATA("state.json"));
         for (const QString& name : {u"cpuUsage"_s, u"memoryUsage"_s}) { // of this process
@@ -109,7 +109,7 @@ private slots:
 
     void answersTheRequesterOnly()
     {
-        const auto listener = m_fixture->controller();
+        const auto listener = connectController();
         const QJsonObject read = getEntry(u"studioMode"_s);
         m_controller->sendEntries({read, setEntry(u"studioMode"_s, 1), read});
         const QStringList pushed {u"studioMode"_s, u"sceneList"_s, u"currentScene"_s, u"previewScene"_s};
@@ -132,7 +132,7 @@ private slots:
         QCOMPARE(m_controller->pushesUntilAnswer(), QStringList());
 
         const std::vector<obs_sceneitem_t*> items = host().items;
-        m_fixture->addItems(30, 2); // now 33 items, A, B and C at the bottom
+        addItems(30, 2); // now 33 items, A, B and C at the bottom
         m_controller->pushesUntilAnswer();
         m_controller->set(u"sourceLocks"_s, 2147483648.0); // bit 31, without a sign: B
         QCOMPARE(m_controller->pushesUntilAnswer(), (QStringList {u"sceneList"_s, u"sourceLocks"_s}));
@@ -172,8 +172,8 @@ private slots:
 
     void fitsLargeScenesIntoFrames()
     {
-        m_fixture->addItems(150, 9);
-        Controller controller(m_fixture->server->serverPort());
+        addItems(150, 9);
+        Controller controller(m_server->serverPort());
         const QString state = Controller::namesIn(controller.next().value_or(QJsonObject()));
         QVERIFY(state.contains("recording {} currentScene"_L1)); // the list alone is too long
         controller.send({}, true);
@@ -190,7 +190,7 @@ private slots:
         const bool isForAnyThread = script.endsWith(u'!');
         for (int onOtherThread = 0; onOtherThread <= (isForAnyThread ? 1 : 0); ++onOtherThread) {
             init();
-            const auto second = m_fixture->controller();
+            const auto second = connectController();
             const auto change = [&] { host().perform(script.remove(u'!').trimmed()); };
             if (onOtherThread) {
                 std::thread(change).join();
@@ -284,7 +284,7 @@ private slots:
     {
         const FrozenClock clock; // no idle pass runs, which would send what is left
         for (int i = 0; i < 20; ++i) {
-            Controller controller(m_fixture->server->serverPort());
+            Controller controller(m_server->serverPort());
             QVERIFY(controller.next());
             host().perform(u"event SCENE_LIST_CHANGED"_s);
             QVERIFY(controller.next());
