@@ -29,13 +29,12 @@ private slots:
             }
         });
         task.schedule();
-        QVERIFY(!task.begin()); // what is outstanding goes first
-        QCOMPARE(runs, 0);
-        for (int turn = 1; turn <= 20; ++turn) {
+        for (int turn = 0; turn <= 3; ++turn) {
+            QCOMPARE(runs, turn);
+            QVERIFY(!task.begin()); // what is outstanding goes first
             QCoreApplication::processEvents();
-            QVERIFY(turn > 3 || runs == turn);
         }
-        QVERIFY2(runs < 10, "it wakes the event loop without work");
+        QTRY_VERIFY(task.begin()); // nothing is outstanding any more
 
         std::unique_ptr<SlicedTask> ending;
         ending = std::make_unique<SlicedTask>([&ending] { ending.reset(); }); // in its own work
@@ -47,14 +46,12 @@ private slots:
     {
         addItems(300, 100);
         const auto asker = connectLongFrameController();
-        // Each set makes the next list be read anew.
         constexpr int pairs = 400;
         QJsonArray entries;
         for (int i = 0; i < pairs; ++i) {
-            entries.append(setEntry(u"triggerTransition"_s, 1));
+            entries.append(setEntry(u"triggerTransition"_s, 1)); // makes the next list be read anew
             entries.append(getEntry(u"sceneList"_s));
         }
-        entries.append(getEntry(u"fps"_s));
         asker->send({{"values"_L1, entries}}, true);
         asker->sendEntries({getEntry(u"streaming"_s)}); // handled after all of the first
         int answersToOther = 0;
@@ -66,8 +63,7 @@ private slots:
             }
         }
         QVERIFY2(answersToOther > 3, "the other controller had to wait for the whole request");
-        QCOMPARE(received.size(), pairs + 2);
-        QCOMPARE(received.count(u"sceneList"_s), pairs);
+        QCOMPARE(received, QStringList(pairs, u"sceneList"_s) << u"streaming"_s);
     }
 
     void answersAsFastAsTheControllerReads()
@@ -167,8 +163,7 @@ private slots:
             }
             obs_sceneitem_remove(host().items[2]);
         }).join();
-        const QStringList received = m_controller->pushesUntilAnswer();
-        QVERIFY2(received.size() < 100, "every change was kept");
+        QVERIFY2(m_controller->pushesUntilAnswer().size() < 100, "every change was kept");
         const QJsonValue items = m_controller->value(u"sceneList"_s)[0]["sourceList"_L1];
         QCOMPARE(items.toArray().size(), 2);
         QCOMPARE(items[0]["isVisible"_L1], QJsonValue(true));
@@ -182,9 +177,7 @@ private slots:
         addItems(600, 10);
         m_controller = connectLongFrameController();
         m_controller->set(u"sourceVisibles"_s, 0);
-        const qsizetype pushes = m_controller->pushesUntilAnswer().size();
-        QVERIFY(pushes >= 2);
-        QVERIFY2(pushes < 600, "each of hundreds of items was pushed");
+        QVERIFY2(m_controller->pushesUntilAnswer().size() < 600, "each of hundreds of items was pushed");
         QCOMPARE(m_controller->read(u"sourceVisibles"_s), QJsonValue(0));
         for (const QJsonValue item : m_controller->read(u"sceneList"_s)[0]["sourceList"_L1].toArray()) {
             QVERIFY(!item["isVisible"_L1].toBool());
