@@ -27,29 +27,27 @@ private slots:
     {
         QTest::addColumn<Removal>("remove");
         QTest::addColumn<QString>("property");
-        QTest::addColumn<QJsonValue>("fallback");
-        const QJsonValue none(u""_s);
-        const auto array = [](const char* json) { return QJsonDocument::fromJson(json).array(); };
-        const auto row = [](const char* name, const QString& property, const QJsonValue& fallback,
+        QTest::addColumn<QByteArray>("fallback"); // as JSON
+        const auto row = [](const char* name, const QString& property, const QByteArray& fallback,
                             const Removal& remove) { QTest::newRow(name) << remove << property << fallback; };
-        row("scene on air", u"sourceVisibles"_s, none, [](auto& obs) { obs.currentScene = nullptr; });
-        row("scenes", u"sceneList"_s, QJsonArray(), [](auto& obs) { obs.clearCollection(); });
+        row("scene on air", u"sourceVisibles"_s, "\"\"", [](auto& obs) { obs.currentScene = nullptr; });
+        row("scenes", u"sceneList"_s, "[]", [](auto& obs) { obs.clearCollection(); });
         row("one of the scenes", u"sceneList"_s,
-            array(R"([{"isCurrent":false,"name":"Größe","sortIndex":0,"sourceList":[]}])"), [](auto& obs) {
+            R"([{"isCurrent":false,"name":"Größe","sortIndex":0,"sourceList":[]}])", [](auto& obs) {
                 obs_source_remove(obs.scenes[0]);
                 obs.scenes[0] = nullptr;
             });
-        row("one of the transitions", u"transitionsList"_s,
-            array(R"([{"isCurrent":false,"name":"Fade","sortIndex":0}])"),
+        row("one of the transitions", u"transitionsList"_s, R"([{"isCurrent":false,"name":"Fade","sortIndex":0}])",
             [](auto& obs) { obs.transitions[0] = nullptr; });
-        row("transition", u"currentTransition"_s, none, [](auto& obs) { obs.currentTransition = nullptr; });
-        row("preview in studio mode", u"previewScene"_s, none, [](auto& obs) { obs.isStudioMode = true; });
-        row("profile", u"freeDisk"_s, u"Error"_s, [](auto& obs) { config_close(std::exchange(obs.profile, nullptr)); });
-        row("window", u"transitionDuration"_s, 300, [this](auto& obs) {
+        row("transition", u"currentTransition"_s, "\"\"", [](auto& obs) { obs.currentTransition = nullptr; });
+        row("preview in studio mode", u"previewScene"_s, "\"\"", [](auto& obs) { obs.isStudioMode = true; });
+        row("profile", u"freeDisk"_s, "\"Error\"",
+            [](auto& obs) { config_close(std::exchange(obs.profile, nullptr)); });
+        row("window", u"transitionDuration"_s, "300", [this](auto& obs) {
             obs.durationBox->setParent(&m_otherWindow); // goes on answering the host's calls
             obs.window.reset();
         });
-        row("widgets in the window", u"transitionDuration"_s, 300, [this](auto& obs) {
+        row("widgets in the window", u"transitionDuration"_s, "300", [this](auto& obs) {
             obs.durationBox->setParent(&m_otherWindow);
             delete obs.sceneList;
         });
@@ -60,7 +58,8 @@ private slots:
         QFETCH(const Removal, remove);
         QFETCH(const QString, property);
         startWith(remove);
-        QTEST(m_controller->value(property), "fallback");
+        QFETCH(const QByteArray, fallback);
+        QCOMPARE(m_controller->value(property), QJsonDocument::fromJson('[' + fallback + ']')[0]);
         for (int event = 0; event <= OBS_FRONTEND_EVENT_SCREENSHOT_TAKEN; ++event) {
             if (event != OBS_FRONTEND_EVENT_EXIT) {
                 host().raise(event);
@@ -76,15 +75,14 @@ private slots:
     void keepsScenesUntilTheirRowsAreDeleted()
     {
         host().perform(u"studio mode on, preview scene Größe"_s);
-        const std::vector<OBSWeakSource> scenes {OBSGetWeakRef(host().scenes[0]), OBSGetWeakRef(host().scenes[1])};
         auto* row = new QObject; // would disconnect from the signals of the scenes
-        long aliveWithRow = 0;
-        connect(row, &QObject::destroyed, this, [&] { aliveWithRow = ObsRuntime::countAlive(scenes); });
+        long sourcesWithRow = 0;
+        connect(row, &QObject::destroyed, this, [&] { sourcesWithRow = ObsRuntime::countSources(); });
         row->deleteLater();
         host().clearCollection();
         host().raise(OBS_FRONTEND_EVENT_SCENE_COLLECTION_CLEANUP);
-        QCOMPARE(aliveWithRow, 2);
-        QCOMPARE(ObsRuntime::countAlive(scenes), 0);
+        QCOMPARE(sourcesWithRow, 5); // the scenes and the items
+        QCOMPARE(ObsRuntime::countSources(), 0);
     }
 
     void survivesExitInsideADialog()
@@ -115,8 +113,6 @@ private slots:
         for (qsizetype position = 0; position <= steps.size(); ++position) {
             for (const QString& end : {u"event SCENE_COLLECTION_CLEANUP"_s, u"event EXIT"_s}) {
                 init();
-                const std::vector<OBSWeakSource> sources {OBSGetWeakRef(host().scenes[0]),
-                                                          OBSGetWeakRef(host().transitions[0])};
                 QStringList changed = steps;
                 changed.insert(position, end);
                 for (const QString& step : changed) {
@@ -131,7 +127,7 @@ private slots:
                 // After any steps the next cleanup releases everything.
                 host().clearCollection();
                 host().perform(end);
-                QCOMPARE(ObsRuntime::countAlive(sources), 0);
+                QCOMPARE(ObsRuntime::countSources(), 0);
             }
         }
     }

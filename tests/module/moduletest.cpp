@@ -12,7 +12,6 @@
 #include <QGuiApplication>
 #include <QHash>
 #include <QHostAddress>
-#include <QOperatingSystemVersion>
 #include <QPointer>
 #include <QProcess>
 #include <QPushButton>
@@ -71,18 +70,6 @@ private slots:
         m_unload();
         m_log.reset();
         m_host.reset();
-    }
-
-    void exportsFourFunctions()
-    {
-        if (QOperatingSystemVersion::currentType() == QOperatingSystemVersion::Windows) {
-            QSKIP("scripts/windowscheck reads the exports of the DLL");
-        }
-        QProcess nm;
-        nm.start(u"nm"_s, {u"-D"_s, u"--defined-only"_s, u"-j"_s, QStringLiteral(MODULE_FILE)});
-        QVERIFY(nm.waitForFinished());
-        QCOMPARE(nm.readAllStandardOutput().simplified(),
-                 "obs_module_load obs_module_set_pointer obs_module_unload obs_module_ver"_ba);
     }
 
     void loadsServesAndUnloads()

@@ -150,16 +150,6 @@ void FakeFrontEnd::raise(int event)
     }
 }
 
-// OBS drops its own references too.
-void FakeFrontEnd::removeScene(const OBSSource& scene)
-{
-    obs_source_remove(scene);
-    previewScene = scene == previewScene ? nullptr : previewScene;
-    const bool isCurrent = scene == currentScene;
-    std::erase(scenes, OBSSource(scene));
-    currentScene = isCurrent ? scenes.at(0) : currentScene;
-}
-
 void FakeFrontEnd::perform(const QString& script)
 {
     const auto sceneNamed = [this](const QString& name) -> obs_source_t* {
@@ -167,6 +157,12 @@ void FakeFrontEnd::perform(const QString& script)
             return QString::fromUtf8(obs_source_get_name(source)) == name;
         });
         return scene == scenes.end() ? nullptr : scene->Get();
+    };
+    const auto removeScene = [this](const OBSSource& scene) { // OBS drops its own references too
+        obs_source_remove(scene);
+        std::erase(scenes, scene);
+        previewScene = scene == previewScene ? nullptr : previewScene;
+        currentScene = scene == currentScene ? scenes.at(0) : currentScene;
     };
     const auto first = [this] { return obs_scene_from_source(scenes.at(0)); };
     const auto item = [first](const QString& name) { return obs_scene_find_source(first(), qUtf8Printable(name)); };
@@ -182,7 +178,7 @@ void FakeFrontEnd::perform(const QString& script)
         {u"add and remove item"_s, [=](auto name) { obs_sceneitem_remove(add(name)); }},
         {u"rename first scene"_s, [this](auto name) { obs_source_set_name(scenes.at(0), qUtf8Printable(name)); }},
         {u"disable scene"_s, [=](auto name) { obs_source_set_enabled(sceneNamed(name), false); }},
-        {u"remove scene"_s, [=, this](auto name) { removeScene(sceneNamed(name)); }},
+        {u"remove scene"_s, [=](auto name) { removeScene(sceneNamed(name)); }},
         // Without events, as if OBS had started so.
         {u"in studio mode with preview"_s,
          [=, this](auto name) { isStudioMode = bool(previewScene = sceneNamed(name)); }},

@@ -68,7 +68,4 @@ public:
     QListWidget* sceneList = new QListWidget(new QWidget(window.get()));
     QStringList commands; // "set_current_scene Main", in order
     std::vector<std::pair<obs_frontend_event_cb, void*>> callbacks;
-
-private:
-    void removeScene(const OBSSource& scene);
 };

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "obsruntime.h"
 
-#include <algorithm>
 #include <cstdarg>
 
 namespace {
@@ -53,10 +52,13 @@ void settle()
     }
 }
 
-long countAlive(const std::vector<OBSWeakSource>& sources)
+long countSources()
 {
     settle();
-    return std::count_if(sources.begin(), sources.end(), std::not_fn(obs_weak_source_expired));
+    long count = 0;
+    const auto countOne = [](void* data, obs_source_t*) { return ++*static_cast<long*>(data) > 0; };
+    obs_enum_all_sources(countOne, &count);
+    return count;
 }
 
 long stop()

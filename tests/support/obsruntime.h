@@ -4,7 +4,6 @@
 #include <QObject>
 
 #include <functional>
-#include <vector>
 
 #include <obs.hpp>
 
@@ -18,8 +17,8 @@ namespace ObsRuntime {
 // Waits for the destruction thread of libobs: a source keeps its name until that thread has destroyed it.
 void settle();
 
-// How many of these sources are not destroyed yet, after waiting for that thread.
-[[nodiscard]] long countAlive(const std::vector<OBSWeakSource>& sources);
+// How many sources are referenced, after waiting for that thread.
+[[nodiscard]] long countSources();
 
 // Shuts down and returns the number of allocations that libobs leaks; -1 when it was not started.
 [[nodiscard]] long stop();
