@@ -1,7 +1,6 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 """Fixtures: OBS processes with the plug-in, one of its own for each test file."""
 
-import contextlib
 import os
 import socket
 import threading
@@ -37,28 +36,17 @@ def serve(state, answer=lambda data: b""):
     return server.getsockname()[1]
 
 
-@pytest.fixture(scope="session")
-def new_host(tmp_path_factory):
-    """Starts OBS: new_host(collections=..., start=True)."""
-    with contextlib.ExitStack() as hosts:
-        def make(collections=COLLECTIONS, start=True):
-            host = ObsProcess(tmp_path_factory.mktemp("host"), MODULE, collections=collections,
-                              obs_websocket_port=free_port())
-            hosts.callback(host.stop)
-            if start:
-                host.start()
-                host.wait_until_listening()
-            return host
-
-        yield make
+def new_host(folder, collections=COLLECTIONS):
+    return ObsProcess(folder, MODULE, collections=collections, obs_websocket_port=free_port())
 
 
 @pytest.fixture(scope="module")
-def host(new_host, request):
+def host(tmp_path_factory, request):
     """With the test file's COLLECTIONS, or the default ones."""
-    host = new_host(collections=getattr(request.module, "COLLECTIONS", COLLECTIONS))
-    yield host
-    host.assert_proper_end()
+    with new_host(tmp_path_factory.mktemp("host"), getattr(request.module, "COLLECTIONS", COLLECTIONS)) as host:
+        host.wait_until_listening()
+        yield host
+        host.assert_proper_end()
 
 
 @pytest.fixture(scope="module")

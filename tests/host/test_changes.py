@@ -1,13 +1,32 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
-"""Every change in OBS is pushed once, in order, to all controllers, whether a controller made it or not."""
+"""The full state, then every change once, in order, for all controllers, whether a controller made it or not."""
 
 import json
 import pathlib
 import re
+import subprocess
+import sys
 import time
+from unittest.mock import ANY
 
+from conftest import SCENES
 from obskit.checkedcontroller import CheckedController
 from obskit.obsprocess import wait_for
+
+
+def test_the_full_state_comes_first_and_is_true(controller):
+    assert [(entry["name"], entry["value"]) for entry in controller.full_state] == [
+        ("cpuUsage", ANY), ("memoryUsage", ANY), ("freeDisk", ANY),
+        ("recordingTime", "00:00:00"), ("streamingTime", "00:00:00"),
+        ("totalFrames", 0), ("droppedFrames", 0), ("congestion", "0.00%"),
+        ("studioMode", False), ("triggerTransition", False), ("streaming", False), ("recording", False),
+        ("sceneList", [{"name": scene, "sortIndex": index, "isCurrent": index == 0, "sourceList": [
+            {"name": item, "isVisible": True, "isLocked": False, "sortIndex": position}
+            for position, item in enumerate(items)]} for index, (scene, items) in enumerate(SCENES.items())]),
+        ("currentScene", "Opening"), ("previewScene", ""), ("sourceLocks", 0), ("sourceVisibles", 7),
+        ("transitionsList", ANY), ("currentTransition", "Fade"), ("transitionDuration", 300)]
+    transitions = controller.state["transitionsList"]  # in an order that differs between versions of OBS
+    assert {entry["name"]: entry.get("duration") for entry in transitions} == {"Cut": None, "Fade": 300}
 
 
 def as_in_the_table(name, value):
@@ -70,7 +89,8 @@ def test_a_recording(host, controller):
 
 def test_a_dialog_left_open(host, controller, obs_websocket):
     """Starting a stream without a server opens a modal dialog inside the request that asked for it."""
-    with CheckedController(host.port, keep_alive=False) as asking:
+    with (CheckedController(host.port, keep_alive=False) as asking,
+          CheckedController(host.port, keep_alive=False) as silent):
         asking.set("streaming", 1)
         asking.send([{"name": "fps"}])
         [dialog] = wait_for(lambda: host.windows("Failed to start streaming"), 20, "the dialog")
@@ -81,7 +101,16 @@ def test_a_dialog_left_open(host, controller, obs_websocket):
                 controller.wait_for(lambda state: state["sourceVisibles"] == visibles)
         with CheckedController(host.port) as late:
             assert late.get("fps") == "10.00 fps"
+        silent.wait_until_closed()
         host.press(dialog, "Escape")
         while asking.next() != [("fps", "10.00 fps")]:
             pass
         assert asking.get("streaming") is False
+
+
+def test_the_example_of_the_readme(host, controller):
+    readme = (pathlib.Path(__file__).resolve().parents[2] / "README.md").read_text()
+    example = re.search(r"```python\n(.*?)```", readme, re.S).group(1).replace("2021", str(host.port))
+    shown = subprocess.run([sys.executable, "-c", example], capture_output=True, text=True, timeout=20, check=True)
+    assert shown.stdout == "Opening ['sceneList', 'sourceVisibles']\n"
+    assert controller.expect("sceneList", "sourceVisibles")[1] == 6

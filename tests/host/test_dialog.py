@@ -5,7 +5,7 @@ import json
 import pathlib
 import socket
 
-from conftest import MODULE
+from conftest import MODULE, new_host
 from obskit.checkedcontroller import CheckedController
 from obskit.obsprocess import free_port, wait_for
 from obskit.obswebsocket import connect_to_obs
@@ -14,7 +14,7 @@ SCREENSHOT = pathlib.Path(MODULE).parents[1] / "dialog.png"
 TITLE = "^KestrelBridge$"
 
 
-def test_the_dialog_opens_without_the_focus_and_from_the_menu(new_host):
+def test_the_dialog_opens_without_the_focus_and_from_the_menu(tmp_path):
     def dialog():
         return wait_for(lambda: host.windows(TITLE), 20, "the dialog")[0]
 
@@ -27,24 +27,27 @@ def test_the_dialog_opens_without_the_focus_and_from_the_menu(new_host):
             host.press(host.main_window, "alt+t", "k")  # the Tools menu
         return focus() == host.windows(TITLE)
 
-    host = new_host(start=False)
-    with socket.create_server(("127.0.0.1", host.port)):
-        host.start()
+    host = new_host(tmp_path)
+    with socket.create_server(("127.0.0.1", host.port)) as occupant, host:
         host.wait_for_log(rf"Server failed to listen on localhost, port {host.port}\n")
         opened = dialog()
         with connect_to_obs(host):  # so OBS has loaded
             assert focus() != [opened]
-    host.on_screen("xdotool", "windowfocus", "--sync", opened)
-    host.press(opened, "alt+a")  # Apply, now that the port is free
-    host.wait_until_listening()
-    host.press(opened, "Escape")
-    wait_for(lambda: not host.windows(TITLE), 20, "the end of the dialog")
+        occupant.close()
+        host.on_screen("xdotool", "windowfocus", "--sync", opened)
+        host.press(opened, "alt+a")  # Apply, now that the port is free
+        host.wait_until_listening()
+        host.press(opened, "Escape")
+        wait_for(lambda: not host.windows(TITLE), 20, "the end of the dialog")
 
-    with CheckedController(host.port), CheckedController(host.port):
-        wait_for(has_focus_from_the_menu, 20, "the dialog with the focus")
-        port = free_port()
-        host.press(dialog(), "ctrl+a", *str(port), "Return")
-        host.wait_for_log(rf"Server listening on localhost, port {port}\n")
-        assert json.loads(host.plugin_config.read_text()) == {"port": port}
-        host.screenshot(SCREENSHOT, dialog())
-    host.assert_proper_end()
+        with CheckedController(host.port) as one, CheckedController(host.port) as other:
+            wait_for(has_focus_from_the_menu, 20, "the dialog with the focus")
+            port = free_port()
+            host.press(dialog(), "ctrl+a", *str(port), "Return")
+            host.wait_for_log(rf"Server listening on localhost, port {port}\n")
+            assert json.loads(host.plugin_config.read_text()) == {"port": port}
+            host.screenshot(SCREENSHOT, dialog())
+            host.assert_proper_end()  # with the dialog open and controllers connected
+            one.wait_until_closed()
+            other.wait_until_closed()
+        assert host.log().count("[kestrelbridge] Connection removed") == 2
