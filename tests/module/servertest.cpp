@@ -94,29 +94,25 @@ private slots:
         const auto failed = u"/NetworkConnection::readData failed/"_s + reported;
         QTest::addColumn<Ending>("ending");
         QTest::addColumn<QString>("logged");
-        const auto row = [](const char* name, const QString& logged, const Ending& ending) {
-            QTest::newRow(name) << ending << logged;
-        };
-        row("peer closes", reported, [](auto&, auto& peer) { peer.close(); });
-        row("not a number", "Malformed expectant bytes: abcd\n"_L1 + failed,
-            [](auto&, auto& peer) { peer.sendBytes("abcd"); });
-        row("not an object", "Malformed json: []"_L1 + failed,
-            [](auto&, auto& peer) { peer.sendBytes("0002[]0002{}"); });
-        row("server stops", reported, [](auto& server, auto& peer) {
+        QTest::newRow("peer closes") << Ending([](auto&, auto& peer) { peer.close(); }) << reported;
+        QTest::newRow("not a number") << Ending([](auto&, auto& peer) { peer.sendBytes("abcd"); })
+                                      << "Malformed expectant bytes: abcd\n"_L1 + failed;
+        QTest::newRow("not an object") << Ending([](auto&, auto& peer) { peer.sendBytes("0002[]0002{}"); })
+                                       << "Malformed json: []"_L1 + failed;
+        QTest::newRow("server stops") << Ending([](auto& server, auto& peer) {
             server->writeAll("{}");
             server->stop();
             QVERIFY(peer.next()); // what was written before
-        });
-        row("peer does not read", u"NetworkConnection::write failed, disconnecting/Deleting dead connection"_s,
-            [this](auto& server, auto& peer) {
-                peer.setReading(false); // otherwise all may be sent before the connection is deleted
-                constexpr qint64 limit = 16'777'216;
-                const QByteArray body(9008, ' ');
-                for (qint64 sent = 0; sent <= 4 * limit; sent += 9012) { // the system takes some megabytes of it
-                    QVERIFY(sent > limit || m_log.take().isEmpty());
-                    server->writeAll(body);
-                }
-            });
+        }) << reported;
+        QTest::newRow("peer does not read") << Ending([this](auto& server, auto& peer) {
+            peer.setReading(false); // otherwise all may be sent before the connection is deleted
+            constexpr qint64 limit = 16'777'216;
+            const QByteArray body(9008, ' ');
+            for (qint64 sent = 0; sent <= 4 * limit; sent += 9012) { // the system takes some megabytes of it
+                QVERIFY(sent > limit || m_log.take().isEmpty());
+                server->writeAll(body);
+            }
+        }) << u"NetworkConnection::write failed, disconnecting/Deleting dead connection"_s;
     }
 
     void endsConnection()

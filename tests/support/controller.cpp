@@ -43,8 +43,7 @@ QJsonObject setEntry(const QString& name, const QJsonValue& value)
 Controller::Controller(quint16 port)
 {
     m_socket.connectToHost(QHostAddress(QHostAddress::LocalHost), port);
-    static_cast<void>(
-        turnUntil([this] { return isConnected() || m_socket.state() == QAbstractSocket::UnconnectedState; }));
+    m_socket.waitForConnected();
     m_socket.setSocketOption(QAbstractSocket::LowDelayOption, 1); // a request does not wait for an acknowledgement
 }
 
@@ -65,12 +64,6 @@ void Controller::shutDownSending()
 {
     constexpr int sendingSide = 1; // SHUT_WR, or SD_SEND on Windows
     shutdown(static_cast<int>(m_socket.socketDescriptor()), sendingSide);
-}
-
-void Controller::readAvailable()
-{
-    m_socket.waitForReadyRead(0);
-    m_input += m_socket.readAll();
 }
 
 std::optional<QJsonObject> Controller::next()
@@ -104,7 +97,7 @@ QStringList Controller::pushesUntilAnswer()
         if (namesIn(*message) == "fps"_L1) {
             return received;
         }
-        received.append(namesIn(*message));
+        received << namesIn(*message);
     }
     return received << u"(no answer)"_s;
 }

@@ -6,7 +6,6 @@
 #include <QAction>
 #include <QCoreApplication>
 #include <QHash>
-#include <QSignalBlocker>
 #include <QThread>
 
 #include <algorithm>
@@ -48,14 +47,9 @@ int eventNamed(const QString& name)
     return static_cast<int>(names.indexOf(name));
 }
 
-void note(const char* command, const QString& argument)
+QString nameOf(obs_source_t* source)
 {
-    host->commands.append(QString::fromUtf8(command) + ' '_L1 + argument);
-}
-
-void note(const char* command, obs_source_t* source)
-{
-    note(command, QString::fromUtf8(obs_source_get_name(source)));
+    return QString::fromUtf8(obs_source_get_name(source));
 }
 
 void append(const std::vector<OBSSource>& sources, obs_frontend_source_list* list)
@@ -66,9 +60,9 @@ void append(const std::vector<OBSSource>& sources, obs_frontend_source_list* lis
     }
 }
 
-void switchOutput(const char* command, bool& isActive, bool on, int startingEvent)
+void switchOutput(QLatin1StringView command, bool& isActive, bool on, int startingEvent)
 {
-    note(command, on ? u"on"_s : u"off"_s);
+    host->commands << command + (on ? " on"_L1 : " off"_L1);
     if (host->dialog) {
         host->dialog();
         return;
@@ -152,11 +146,8 @@ void FakeFrontEnd::raise(int event)
 
 void FakeFrontEnd::perform(const QString& script)
 {
-    const auto sceneNamed = [this](const QString& name) -> obs_source_t* {
-        const auto scene = std::find_if(scenes.begin(), scenes.end(), [&name](obs_source_t* source) {
-            return QString::fromUtf8(obs_source_get_name(source)) == name;
-        });
-        return scene == scenes.end() ? nullptr : scene->Get();
+    const auto sceneNamed = [](const QString& name) {
+        return OBSSource(OBSSourceAutoRelease(obs_get_source_by_name(qUtf8Printable(name))));
     };
     const auto removeScene = [this](const OBSSource& scene) { // OBS drops its own references too
         obs_source_remove(scene);
@@ -227,10 +218,10 @@ obs_output_t* obs_frontend_get_streaming_output() { return obs_output_get_ref(on
 obs_output_t* obs_frontend_get_recording_output() { return nullptr; }
 config_t* obs_frontend_get_profile_config() { return onMainThread()->profile; }
 obs_source_t* obs_frontend_get_current_preview_scene() { return onMainThread()->isStudioMode ? obs_source_get_ref(host->previewScene) : nullptr; }
-void obs_frontend_streaming_start() { switchOutput("stream", host->isStreaming, true, OBS_FRONTEND_EVENT_STREAMING_STARTING); }
-void obs_frontend_streaming_stop() { switchOutput("stream", host->isStreaming, false, OBS_FRONTEND_EVENT_STREAMING_STARTING); }
-void obs_frontend_recording_start() { switchOutput("record", host->isRecording, true, OBS_FRONTEND_EVENT_RECORDING_STARTING); }
-void obs_frontend_recording_stop() { switchOutput("record", host->isRecording, false, OBS_FRONTEND_EVENT_RECORDING_STARTING); }
+void obs_frontend_streaming_start() { switchOutput("stream"_L1, host->isStreaming, true, OBS_FRONTEND_EVENT_STREAMING_STARTING); }
+void obs_frontend_streaming_stop() { switchOutput("stream"_L1, host->isStreaming, false, OBS_FRONTEND_EVENT_STREAMING_STARTING); }
+void obs_frontend_recording_start() { switchOutput("record"_L1, host->isRecording, true, OBS_FRONTEND_EVENT_RECORDING_STARTING); }
+void obs_frontend_recording_stop() { switchOutput("record"_L1, host->isRecording, false, OBS_FRONTEND_EVENT_RECORDING_STARTING); }
 void obs_frontend_add_event_callback(obs_frontend_event_cb callback, void* data) { host->callbacks.emplace_back(callback, data); }
 void obs_frontend_remove_event_callback(obs_frontend_event_cb callback, void* data) { std::erase(host->callbacks, std::pair(callback, data)); }
 
@@ -248,7 +239,7 @@ uint64_t video_output_get_frame_time(const video_t* video) { return reinterpret_
 
 void obs_frontend_set_current_scene(obs_source_t* scene)
 {
-    note("scene", scene);
+    host->commands << u"scene "_s + nameOf(scene);
     if (obs_source_is_scene(scene) && scene != host->currentScene) {
         host->currentScene = scene;
         if (!host->isStudioMode) {
@@ -259,7 +250,7 @@ void obs_frontend_set_current_scene(obs_source_t* scene)
 
 void obs_frontend_set_current_preview_scene(obs_source_t* scene)
 {
-    note("preview", scene);
+    host->commands << u"preview "_s + nameOf(scene);
     if (host->isStudioMode && obs_source_is_scene(scene) && scene != host->previewScene) {
         host->previewScene = scene;
         host->raise(OBS_FRONTEND_EVENT_PREVIEW_SCENE_CHANGED);
@@ -268,19 +259,18 @@ void obs_frontend_set_current_preview_scene(obs_source_t* scene)
 
 void obs_frontend_set_current_transition(obs_source_t* transition)
 {
-    note("transition", transition);
+    host->commands << u"transition "_s + nameOf(transition);
     host->currentTransition = transition;
     host->raise(OBS_FRONTEND_EVENT_TRANSITION_CHANGED);
 }
 
 void obs_frontend_set_transition_duration(int duration_ms)
 {
-    note("duration", QString::number(duration_ms));
+    host->commands << u"duration %1"_s.arg(duration_ms);
     const int before_ms = host->durationBox->value();
-    {
-        const QSignalBlocker blocker(host->isSpinBoxSilent ? host->durationBox : nullptr);
-        host->durationBox->setValue(duration_ms);
-    }
+    host->durationBox->blockSignals(host->isSpinBoxSilent);
+    host->durationBox->setValue(duration_ms);
+    host->durationBox->blockSignals(false);
     if (host->durationBox->value() != before_ms) {
         host->raise(OBS_FRONTEND_EVENT_TRANSITION_DURATION_CHANGED);
     }
@@ -288,7 +278,7 @@ void obs_frontend_set_transition_duration(int duration_ms)
 
 void obs_frontend_set_preview_program_mode(bool enable)
 {
-    note("studio", enable ? u"on"_s : u"off"_s);
+    host->commands << (enable ? u"studio on"_s : u"studio off"_s);
     if (std::exchange(host->isStudioMode, enable) == enable) {
         return;
     }
@@ -307,6 +297,6 @@ void obs_frontend_set_preview_program_mode(bool enable)
 
 void obs_frontend_preview_program_trigger_transition()
 {
-    note("trigger", host->currentTransition);
+    host->commands << u"trigger "_s + nameOf(host->currentTransition);
     std::swap(host->currentScene, host->previewScene);
 }

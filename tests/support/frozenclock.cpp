@@ -14,17 +14,12 @@ namespace {
 std::atomic<nanoseconds> frozenTime {0ns}; // 0: the clock runs
 std::atomic<nanoseconds> offset {0ns};     // of the running clock, so that it never goes back
 
-nanoseconds shownTime(nanoseconds systemTime)
-{
-    const nanoseconds frozen = frozenTime;
-    return frozen > 0ns ? frozen : systemTime + offset.load();
-}
-
-nanoseconds systemTime()
+nanoseconds shownTime()
 {
     timespec time {};
     syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &time);
-    return seconds(time.tv_sec) + nanoseconds(time.tv_nsec);
+    const nanoseconds frozen = frozenTime;
+    return frozen > 0ns ? frozen : seconds(time.tv_sec) + nanoseconds(time.tv_nsec) + offset.load();
 }
 
 } // namespace
@@ -33,23 +28,24 @@ nanoseconds systemTime()
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's names are reserved
 extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept
 {
-    const auto status = static_cast<int>(syscall(SYS_clock_gettime, clock, time));
-    if (clock == CLOCK_MONOTONIC && status == 0) {
-        const nanoseconds shown = shownTime(seconds(time->tv_sec) + nanoseconds(time->tv_nsec));
-        time->tv_sec = duration_cast<seconds>(shown).count();
-        time->tv_nsec = (shown % 1s).count();
+    if (clock != CLOCK_MONOTONIC) {
+        return static_cast<int>(syscall(SYS_clock_gettime, clock, time));
     }
-    return status;
+    const nanoseconds shown = shownTime();
+    time->tv_sec = duration_cast<seconds>(shown).count();
+    time->tv_nsec = (shown % 1s).count();
+    return 0;
 }
 
 FrozenClock::FrozenClock()
 {
-    frozenTime = shownTime(systemTime());
+    frozenTime = shownTime();
 }
 
 FrozenClock::~FrozenClock()
 {
-    offset = frozenTime.exchange(0ns) - systemTime();
+    const nanoseconds end = frozenTime.exchange(0ns);
+    offset = offset.load() + end - shownTime();
 }
 
 void FrozenClock::advance(milliseconds duration)
