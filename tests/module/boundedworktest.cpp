@@ -3,7 +3,6 @@
 #include "tests/support/protocolfixture.h"
 
 #include <QJsonDocument>
-#include <QOperatingSystemVersion>
 
 #include <thread>
 
@@ -37,8 +36,8 @@ private slots:
         }
         QTRY_VERIFY(task.begin()); // nothing is outstanding any more
 
-        std::unique_ptr<SlicedTask> ending;
-        ending = std::make_unique<SlicedTask>([&ending] { ending.reset(); }); // in its own work
+        // It may end in its own work.
+        std::unique_ptr<SlicedTask> ending = std::make_unique<SlicedTask>([&ending] { ending.reset(); });
         ending->schedule();
         QTRY_VERIFY(!ending);
     }
@@ -136,9 +135,9 @@ private slots:
 
         slow->setReading(true);
         // When so little is unsent that pushes are sent again, a further change still waits behind the missed ones.
-        if (QOperatingSystemVersion::currentType() != QOperatingSystemVersion::Windows) { // which takes all at once
-            QVERIFY(turnUntil([connection] { return connection->unsent_bytes() <= 262'144; }));
-        }
+#ifndef Q_OS_WIN // which takes all at once
+        QVERIFY(turnUntil([connection] { return connection->unsent_bytes() <= 262'144; }));
+#endif
         QVERIFY(connection->unsent_bytes() > 0);
         obs_sceneitem_set_locked(host().items[1], true);
         host().raise(OBS_FRONTEND_EVENT_PROFILE_CHANGED); // after what is pending
@@ -170,16 +169,13 @@ private slots:
         QCOMPARE(items[0]["isVisible"_L1], QJsonValue(true));
         QCOMPARE(m_controller->value(u"sourceVisibles"_s).toInt() & 3, 3);
         QCOMPARE(m_controller->value(u"sourceLocks"_s), QJsonValue(0));
-        host().items.pop_back();
-    }
 
-    void boundsTheChangesOfOneMask()
-    {
+        // And of hundreds of items that one mask changes.
+        host().items.pop_back();
         addItems(600, 10);
         m_controller = connectLongFrameController();
         m_controller->set(u"sourceVisibles"_s, 0);
         QVERIFY2(m_controller->pushesUntilAnswer().size() < 600, "each of hundreds of items was pushed");
-        QCOMPARE(m_controller->read(u"sourceVisibles"_s), QJsonValue(0));
         const QJsonArray list = m_controller->read(u"sceneList"_s).toArray();
         QCOMPARE(QJsonDocument(list).toJson().count("\"isVisible\": false"), host().items.size());
     }

@@ -77,8 +77,7 @@ private slots:
     void sets()
     {
         const QString tag = QString::fromUtf8(QTest::currentDataTag());
-        const QJsonObject set
-            = QJsonDocument::fromJson(tag.section("} "_L1, 0, 0, QString::SectionIncludeTrailingSep).toUtf8()).object();
+        const QJsonObject set = QJsonDocument::fromJson(tag.first(tag.lastIndexOf(u'}') + 1).toUtf8()).object();
         if (tag.endsWith("in studio mode"_L1)) {
             host().perform(u"in studio mode with preview Main"_s);
         }

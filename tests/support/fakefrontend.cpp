@@ -97,9 +97,7 @@ FakeFrontEnd::FakeFrontEnd()
 FakeFrontEnd::~FakeFrontEnd()
 {
     // Newer hosts hold on to every scene that has not been removed.
-    for (obs_source_t* scene : scenes) {
-        obs_source_remove(scene);
-    }
+    std::ranges::for_each(scenes, obs_source_remove);
     config_close(profile);
     host = nullptr;
 }
@@ -115,15 +113,14 @@ obs_scene_t* FakeFrontEnd::addScene(const char* name)
 
 void FakeFrontEnd::addTransition(const char* name)
 {
-    transitions.emplace_back(ObsRuntime::transition(name));
+    const OBSSourceAutoRelease added = obs_source_create(ObsRuntime::transitionId, name, nullptr, nullptr);
+    transitions.emplace_back(added);
     currentTransition = currentTransition ? currentTransition : transitions.back();
 }
 
 void FakeFrontEnd::clearCollection()
 {
-    for (obs_source_t* scene : scenes) {
-        obs_source_remove(scene);
-    }
+    std::ranges::for_each(scenes, obs_source_remove);
     currentScene = previewScene = currentTransition = nullptr;
     scenes.clear();
     items.clear();
@@ -160,7 +157,10 @@ void FakeFrontEnd::perform(const QString& script)
     const auto add = [first](const QString& name) { return ObsRuntime::addItem(first(), qUtf8Printable(name)); };
     const QHash<QString, std::function<void(const QString&)>> steps {
         {u"event"_s, [this](auto name) { raise(eventNamed(name)); }},
-        {u"signal"_s, [this](auto name) { ObsRuntime::raise(scenes.at(0), qUtf8Printable(name)); }},
+        // Of the first scene: without an item, or about the other scene.
+        {u"signal"_s, [this](auto name) { ObsRuntime::raise(scenes.at(0), qUtf8Printable(name), scenes.at(0)); }},
+        {u"foreign signal"_s,
+         [this](auto name) { ObsRuntime::raise(scenes.at(0), qUtf8Printable(name), scenes.at(1), items.at(0)); }},
         {u"hide item"_s, [=](auto name) { obs_sceneitem_set_visible(item(name), false); }},
         {u"lock item"_s, [=](auto name) { obs_sceneitem_set_locked(item(name), true); }},
         {u"remove item"_s, [=](auto name) { obs_sceneitem_remove(item(name)); }},
@@ -182,11 +182,8 @@ void FakeFrontEnd::perform(const QString& script)
         // Rows of the window's list of scenes.
         {u"drag to end row"_s,
          [this](auto row) { sceneList->model()->moveRow({}, row.toInt(), {}, sceneList->count()); }},
-        {u"move row"_s,
-         [this](auto rows) {
-             sceneList->insertItem(rows.section(u'>', 1).toInt(),
-                                   sceneList->takeItem(rows.section(u'>', 0, 0).toInt()));
-         }},
+        {u"move row"_s, // "2>0"
+         [this](auto row) { sceneList->insertItem(row[2].digitValue(), sceneList->takeItem(row[0].digitValue())); }},
         {u"remove row"_s, [this](auto row) { delete sceneList->takeItem(row.toInt()); }},
         {u"add row"_s, [this](auto name) { sceneList->addItem(name); }},
     };

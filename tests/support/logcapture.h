@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #pragma once
 
-#include <QMutex>
 #include <QStringList>
 
 #include <cstdarg>
@@ -25,11 +24,7 @@ public:
 
     // Our lines since the last call, joined by "/", each without our prefix; one of another level than LOG_INFO is
     // marked.
-    QString take()
-    {
-        const QMutexLocker lock(&m_mutex);
-        return std::exchange(m_lines, {}).join(u'/');
-    }
+    QString take() { return std::exchange(m_lines, {}).join(u'/'); }
 
 private:
     static void handle(int level, const char* format, va_list arguments, void* self)
@@ -37,14 +32,11 @@ private:
         constexpr QLatin1StringView prefix("[kestrelbridge] ");
         const QString line = QString::vasprintf(format, arguments);
         if (line.startsWith(prefix)) {
-            auto* capture = static_cast<LogCapture*>(self);
-            const QMutexLocker lock(&capture->m_mutex);
-            capture->m_lines.append(line.mid(level == LOG_INFO ? prefix.size() : 0));
+            static_cast<LogCapture*>(self)->m_lines.append(line.mid(level == LOG_INFO ? prefix.size() : 0));
         }
     }
 
     log_handler_t m_previousHandler = nullptr;
     void* m_previousParameter = nullptr;
-    QMutex m_mutex; // the host logs on any thread
-    QStringList m_lines;
+    QStringList m_lines; // which come on the main thread, unlike the host's own
 };

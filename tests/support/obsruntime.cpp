@@ -6,7 +6,6 @@
 namespace {
 
 constexpr char inputId[] = "test_input";
-constexpr char transitionId[] = "test_transition";
 
 void registerType(const char* id, obs_source_type type)
 {
@@ -71,27 +70,20 @@ long stop()
     return bnum_allocs();
 }
 
-OBSSourceAutoRelease transition(const char* name)
-{
-    return obs_source_create(transitionId, name, nullptr, nullptr);
-}
-
 obs_sceneitem_t* addItem(obs_scene_t* scene, const char* name)
 {
     const OBSSourceAutoRelease source = obs_source_create(inputId, name, nullptr, nullptr);
     return obs_scene_add(scene, source);
 }
 
-void raise(obs_source_t* source, const char* signal, const std::function<void(calldata_t*)>& addArguments)
+void raise(obs_source_t* emitter, const char* signal, obs_source_t* scene, obs_sceneitem_t* item)
 {
     calldata_t arguments;
     calldata_init(&arguments);
-    calldata_set_ptr(&arguments, "source", source);
-    calldata_set_ptr(&arguments, "scene", obs_scene_from_source(source));
-    if (addArguments) {
-        addArguments(&arguments);
-    }
-    signal_handler_signal(obs_source_get_signal_handler(source), signal, &arguments);
+    calldata_set_ptr(&arguments, "source", scene);
+    calldata_set_ptr(&arguments, "scene", obs_scene_from_source(scene));
+    calldata_set_ptr(&arguments, "item", item);
+    signal_handler_signal(obs_source_get_signal_handler(emitter), signal, &arguments);
     calldata_free(&arguments);
 }
 

@@ -3,8 +3,6 @@
 
 #include <QObject>
 
-#include <functional>
-
 #include <obs.hpp>
 
 // The real libobs inside a test, with two source types for tests. It needs a display.
@@ -23,12 +21,12 @@ void settle();
 // Shuts down and returns the number of allocations that libobs leaks; -1 when it was not started.
 [[nodiscard]] long stop();
 
-OBSSourceAutoRelease transition(const char* name);
+constexpr char transitionId[] = "test_transition";
 
 // A new input, put on top of the scene. The scene owns the item.
 obs_sceneitem_t* addItem(obs_scene_t* scene, const char* name);
 
-// Emits a signal of the source, with these arguments besides "source" and, for a scene, "scene".
-void raise(obs_source_t* source, const char* signal, const std::function<void(calldata_t*)>& addArguments = {});
+// Emits a signal of a scene, with these arguments: "source" and "scene" of a scene that may be another, and "item".
+void raise(obs_source_t* emitter, const char* signal, obs_source_t* scene, obs_sceneitem_t* item = nullptr);
 
 } // namespace ObsRuntime

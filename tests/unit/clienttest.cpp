@@ -85,11 +85,9 @@ private slots:
 
     void failsOnMalformedInput()
     {
-        const QString noObject = u"received a message that is not a JSON object"_s;
         const QHash<QByteArray, QString> errors {
             {"HTTP/1.1 400", u"received a frame whose length is not a number"_s},
-            {"0003{a}", noObject},
-            {"0002[]", noObject},
+            {"0002[]", u"received a message that is not a JSON object"_s},
         };
         for (const auto& [bytes, error] : errors.asKeyValueRange()) {
             Connection connection;
@@ -142,8 +140,7 @@ private slots:
     {
         Connection connection;
         const StudioState state(connection.client);
-        QCOMPARE(state.programScene() + state.transition(), u""_s);
-        QVERIFY(state.items(u"A"_s).isEmpty());
+        QVERIFY(state.programScene().isEmpty() && state.transition().isEmpty() && state.items(u"A"_s).isEmpty());
         connection.feed(frame(R"([
             {"name":"sceneList","value":[{"name":"A","sourceList":[{"name":"x","isVisible":true},
                                                                    {"name":"y","isLocked":true}]},{"name":"B"}]},

@@ -41,13 +41,12 @@ private slots:
     void showsStatistics()
     {
         QFETCH(const QString, number);
+        const QStringList time = number.split(" at "_L1);
         const QHash<QByteArray, QString> texts {
             {"cpu", DisplayText::cpuUsage(number.toDouble())},
             {"memory", DisplayText::memory(number.toULongLong())},
             {"disk", DisplayText::freeDisk(number.toULongLong())},
-            {"time",
-             Output::elapsedTimeText(number.section(" at "_L1, 1).toULongLong(),
-                                     number.section(" at "_L1, 0, 0).toInt())},
+            {"time", Output::elapsedTimeText(time.last().toULongLong(), time[0].toInt())},
         };
         QTEST(texts.value(QByteArray(QTest::currentDataTag()).split(':').constFirst()), "text");
     }
