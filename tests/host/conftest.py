@@ -22,15 +22,15 @@ COLLECTIONS = (collection("Show", SCENES),
                collection("Rehearsal", {"Stage": ["Lights", "Floor"], "Off": []}, transition="Cut"))
 
 
-def serve(state, answer=lambda data: b""):
-    """A server for one controller: sends the state, then what answer() returns for the bytes received. Its port."""
+def serve(state):
+    """A server for one controller: sends the state and reads. Its port."""
     server = socket.create_server(("127.0.0.1", 0))
 
     def run():
         with server, server.accept()[0] as connection:
             connection.sendall(state)
-            while data := connection.recv(4096):
-                connection.sendall(answer(data))
+            while connection.recv(4096):
+                pass
 
     threading.Thread(target=run, daemon=True).start()
     return server.getsockname()[1]

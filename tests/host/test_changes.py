@@ -6,7 +6,6 @@ import pathlib
 import re
 import subprocess
 import sys
-import time
 from unittest.mock import ANY
 
 from conftest import SCENES
@@ -59,10 +58,6 @@ def test_every_change(host, controller, obs_websocket):
             scenes = {scene["name"]: [(item["name"], item["isVisible"], item["isLocked"])
                                       for item in scene["sourceList"]] for scene in controller.state["sceneList"]}
             assert scenes == scenes_of_obs(obs_websocket), line
-            program_scene, *masks = controller.get("currentScene", "sourceVisibles", "sourceLocks")
-            items = scenes[program_scene]
-            true_masks = [sum(item[column] << position for position, item in enumerate(items)) for column in (1, 2)]
-            assert masks == true_masks, line
         assert other.sync() == [], "one push for each change"
 
 
@@ -89,19 +84,16 @@ def test_a_recording(host, controller):
 
 def test_a_dialog_left_open(host, controller, obs_websocket):
     """Starting a stream without a server opens a modal dialog inside the request that asked for it."""
-    with (CheckedController(host.port, keep_alive=False) as asking,
-          CheckedController(host.port, keep_alive=False) as silent):
+    with CheckedController(host.port, keep_alive=False) as asking:
         asking.set("streaming", 1)
         asking.send([{"name": "fps"}])
         [dialog] = wait_for(lambda: host.windows("Failed to start streaming"), 20, "the dialog")
-        begin = time.monotonic()
-        while time.monotonic() < begin + 7:  # longer than the keep-alive timeout of 5 s
-            for visibles in (6, 7):
+        with CheckedController(host.port) as late, CheckedController(host.port, keep_alive=False) as silent:
+            assert late.get("fps") == "10.00 fps"
+            for visibles in 6, 7:
                 obs_websocket("SetSceneItemEnabled", sceneName="Opening", sceneItemId=3, sceneItemEnabled=visibles == 7)
                 controller.wait_for(lambda state: state["sourceVisibles"] == visibles)
-        with CheckedController(host.port) as late:
-            assert late.get("fps") == "10.00 fps"
-        silent.wait_until_closed()
+            silent.wait_until_closed()  # after 5 s; the one that waits for its answer stays
         host.press(dialog, "Escape")
         while asking.next() != [("fps", "10.00 fps")]:
             pass

@@ -10,7 +10,6 @@ from obskit.checkedcontroller import CheckedController
 from obskit.obsprocess import free_port, wait_for
 from obskit.obswebsocket import connect_to_obs
 
-SCREENSHOT = pathlib.Path(MODULE).parents[1] / "dialog.png"
 TITLE = "^KestrelBridge$"
 
 
@@ -18,21 +17,18 @@ def test_the_dialog_opens_without_the_focus_and_from_the_menu(tmp_path):
     def dialog():
         return wait_for(lambda: host.windows(TITLE), 20, "the dialog")[0]
 
-    def focus():
-        return host.on_screen("xdotool", "getwindowfocus")
-
     def has_focus_from_the_menu():
         if not host.windows(TITLE):  # OBS may not have handled the focus yet: once more
             host.on_screen("xdotool", "windowfocus", "--sync", host.main_window)  # no window manager does so
             host.press(host.main_window, "alt+t", "k")  # the Tools menu
-        return focus() == host.windows(TITLE)
+        return host.on_screen("xdotool", "getwindowfocus") == host.windows(TITLE)
 
     host = new_host(tmp_path)
     with socket.create_server(("127.0.0.1", host.port)) as occupant, host:
         host.wait_for_log(rf"Server failed to listen on localhost, port {host.port}\n")
         opened = dialog()
         with connect_to_obs(host):  # so OBS has loaded
-            assert focus() != [opened]
+            assert host.on_screen("xdotool", "getwindowfocus") != [opened]
         occupant.close()
         host.on_screen("xdotool", "windowfocus", "--sync", opened)
         host.press(opened, "alt+a")  # Apply, now that the port is free
@@ -46,7 +42,7 @@ def test_the_dialog_opens_without_the_focus_and_from_the_menu(tmp_path):
             host.press(dialog(), "ctrl+a", *str(port), "Return")
             host.wait_for_log(rf"Server listening on localhost, port {port}\n")
             assert json.loads(host.plugin_config.read_text()) == {"port": port}
-            host.screenshot(SCREENSHOT, dialog())
+            host.screenshot(pathlib.Path(MODULE).parents[1] / "dialog.png", dialog())
             host.assert_proper_end()  # with the dialog open and controllers connected
             one.wait_until_closed()
             other.wait_until_closed()

@@ -33,8 +33,6 @@ def push(**values):
 
 
 class CheckedController(Controller):
-    """One connection to the plug-in, which checks every message."""
-
     def __init__(self, port, keep_alive=True, long_frames=False):
         super().__init__(port, keep_alive=keep_alive, long_frames=long_frames, timeout=TIMEOUT_S)
 

@@ -13,7 +13,6 @@ import subprocess
 import time
 import warnings
 
-SCREEN = "1280x1024x24"
 ENDING_S = 30
 
 COLOURS = [0xFFD08770, 0xFFA3BE8C, 0xFF5E81AC, 0xFFB48EAD, 0xFFEBCB8B, 0xFF4C566A]
@@ -123,9 +122,9 @@ class ObsProcess:
         environment = os.environ | {"HOME": str(self.folder), "QT_QPA_PLATFORM": "xcb"}
         if not self.display:
             environment["LIBGL_ALWAYS_SOFTWARE"] = "1"
-            self._screen = subprocess.Popen(["Xvfb", "-displayfd", "1", "-screen", "0", SCREEN, "-nolisten", "tcp"],
-                                            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
-                                            start_new_session=True)
+            self._screen = subprocess.Popen(
+                ["Xvfb", "-displayfd", "1", "-screen", "0", "1280x1024x24", "-nolisten", "tcp"],
+                stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, start_new_session=True)
             self.display = f":{self._screen.stdout.readline().strip()}"
         environment["DISPLAY"] = self.display
         with open(self.log_path, "wb") as log:
@@ -165,9 +164,9 @@ class ObsProcess:
     def main_window(self):
         return wait_for(lambda: self.windows("^OBS "), 20, "the window of OBS")[0]
 
-    def screenshot(self, path, window=None, *options):
-        """Saves the main window of OBS as an image, or another one, with options of ImageMagick."""
-        self.on_screen("import", "-window", window or self.main_window, *options, str(path))
+    def screenshot(self, path, window=None):
+        """Saves the main window of OBS as an image, or another one."""
+        self.on_screen("import", "-window", window or self.main_window, str(path))
 
     def stop(self):
         """Closes OBS as a user would, then its screen."""

@@ -59,7 +59,7 @@ class Soak:
     def __init__(self, obs, obs_websocket):
         self._obs, self._obs_websocket = obs, obs_websocket
         self.loaded_collections = 1
-        self._pushes = self._edits = 0
+        self._pushes = 0
         self._listeners = [CheckedController(obs.port) for _ in range(LISTENERS)]
         self._setter = CheckedController(obs.port)
         threading.Thread(target=misbehave, args=[obs.port], daemon=True).start()
@@ -73,9 +73,8 @@ class Soak:
                 self._edit()
                 self._change_scenes()
             resident, threads = self._obs.status("VmRSS") / 1024, self._obs.status("Threads")
-            print(f"minute {minute}: {self._pushes:,} pushes to each; {self._edits:,} edits by obs-websocket; "
-                  f"{self.loaded_collections} scene collections; {resident:.0f} MiB resident; {threads} threads",
-                  flush=True)
+            print(f"minute {minute}: {self._pushes:,} pushes to each; {self.loaded_collections} scene collections; "
+                  f"{resident:.0f} MiB resident; {threads} threads", flush=True)
             first = first or (resident, threads)
             assert resident <= first[0] + LARGEST_GROWTH_MIB
             assert threads <= first[1] + MOST_NEW_THREADS
@@ -83,27 +82,19 @@ class Soak:
             connections = log.count("Added new connection") - log.count("Deleting dead connection")
             assert LISTENERS + 1 <= connections <= LISTENERS + MOST_CONNECTIONS_BESIDE
 
-    def _set(self, name, value):
-        self._setter.set(name, value)
-        self._setter.sync()
-
-    def _await(self, values, *names):
-        wait_for(lambda: self._setter.get(*names) == values, TIMEOUT_S, f"{names} to be {values}")
-
     def _compare_pushes(self, **expected):
-        """Waits until every listener has received the same pushes, and of some names as many as expected."""
-        histories = [[] for _ in self._listeners]
+        """The last values, once every listener has received the same pushes, and of some names as many as expected."""
+        first, *others = histories = [[] for _ in self._listeners]
 
-        def count():
+        def are_complete():
             for listener, history in zip(self._listeners, histories):
                 history += listener.sync()
-            counts = collections.Counter(name for name, _ in histories[0])
-            return histories.count(histories[0]) == LISTENERS and counts >= collections.Counter(expected) and counts
+            counts = collections.Counter(name for name, _ in first)
+            return others.count(first) == len(others) and expected.items() <= counts.items()
 
-        counts = wait_for(count, TIMEOUT_S, "the same pushes at every listener")
-        assert expected.items() <= counts.items(), f"pushes {dict(counts)} for changes {expected}"
-        self._pushes += len(histories[0])
-        return dict(histories[0])
+        wait_for(are_complete, TIMEOUT_S, f"the same pushes at every listener, as many as {expected}")
+        self._pushes += len(first)
+        return dict(first)
 
     def _edit(self):
         """Hides, shows, moves and locks the items of the program scene, by obs-websocket and a controller at once."""
@@ -116,7 +107,6 @@ class Soak:
                 for is_visible, locks in (False, ALL_ITEMS), (True, 0):
                     self._setter.set("sourceLocks", locks)
                     self._obs_websocket("SetSceneItemEnabled", **item, sceneItemEnabled=is_visible)
-                self._edits += 3
                 self._setter.sync()
                 last = self._compare_pushes(sourceVisibles=2, sourceLocks=2 * len(items))
                 assert (last["sourceVisibles"], last["sourceLocks"]) == (ALL_ITEMS, 0)
@@ -124,26 +114,22 @@ class Soak:
     def _change_scenes(self):
         item = self._obs_websocket("CreateSceneItem", sceneName="Stage", sourceName="Clock", sceneItemEnabled=True)
         self._obs_websocket("RemoveSceneItem", sceneName="Stage", sceneItemId=item["sceneItemId"])
-        self._set("currentScene", "Break")
-        self._set("currentScene", "Stage")
+        for scene in "Break", "Stage":
+            self._setter.set("currentScene", scene)
+            self._setter.sync()
         for name, scene, visibles in ("Other", "Elsewhere", 1), ("Show", "Stage", ALL_ITEMS):
             self._obs_websocket("SetCurrentSceneCollection", sceneCollectionName=name)
-            self._await([scene, visibles], "currentScene", "sourceVisibles")
+            wait_for(lambda: self._setter.get("currentScene", "sourceVisibles") == [scene, visibles], TIMEOUT_S, scene)
             self.loaded_collections += 1
         self._compare_pushes()
 
 
-def main():
-    parser = argparse.ArgumentParser(prog="python3 -m soak", description=__doc__.split("\n\n", maxsplit=1)[0])
-    parser.add_argument("--minutes", type=int, default=1)
-    minutes = parser.parse_args().minutes
-    obs = ObsProcess(BUILD / "soakobs", BUILD / "dev/plugin/kestrelbridge.so", collections=[SHOW, OTHER],
-                     obs_websocket_port=free_port())
-    with obs, connect_to_obs(obs) as obs_websocket:
-        soak = Soak(obs, obs_websocket)
-        soak.run(minutes)
-    obs.assert_proper_end(soak.loaded_collections)
-
-
-if __name__ == "__main__":
-    main()
+parser = argparse.ArgumentParser(prog="python3 -m soak", description=__doc__.split("\n\n", maxsplit=1)[0])
+parser.add_argument("--minutes", type=int, default=1)
+minutes = parser.parse_args().minutes
+obs = ObsProcess(BUILD / "soakobs", BUILD / "dev/plugin/kestrelbridge.so", collections=[SHOW, OTHER],
+                 obs_websocket_port=free_port())
+with obs, connect_to_obs(obs) as obs_websocket:
+    soak = Soak(obs, obs_websocket)
+    soak.run(minutes)
+obs.assert_proper_end(soak.loaded_collections)
